@@ -1,0 +1,7 @@
+// SPDX-License-Identifier: MIT
+#include "sub20/library.h"
+
+QStringList sub20LibraryFiles()
+{
+    return {QStringLiteral("libsub20.so")};
+}
