@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+// MainWindow: its assembly, wiring and end.
+#include "app/mainwindow.h"
+
+#include "trace/logbrowser.h"
+#include "ui_mainwindow.h"
+#include "update/emitter.h"
+
+#include <QCoreApplication>
+#include <QSerialPortInfo>
+#include <QSettings>
+#include <QShortcut>
+
+namespace {
+
+const QString ProgressBarStyle = QStringLiteral(
+    "QProgressBar{border: 1px solid grey; text-align: center; border-radius: 0; background: QLinearGradient( "
+    "x1: 0, y1: 0, x2: 0, y2: 1, stop: 0 #fff, stop: 0.4999 #eee, stop: 0.5 #ddd, stop: 1 #eee );    }"
+    "QProgressBar::chunk {background: QLinearGradient( x1: 0, y1: 0, x2: 0, y2: 1,stop: 0 #34c0c0,"
+    "stop: 0.4999 #6ad7d7,stop: 0.5 #6ad7d7,stop: 1 #248484 );border: 0px;}");
+
+} // namespace
+
+MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(std::make_unique<Ui_MainWindow>())
+{
+    Q_INIT_RESOURCE(resources);
+    ui->setupUi(this);
+    initTitle();
+    initWidgets();
+    emitter = std::make_unique<Emitter>();
+    // Before the signals are connected: filling the widgets from the settings writes nothing back.
+    loadSettings();
+    registerUsbNotices();
+    connectSignals();
+    initTrace();
+    updateConnections();
+}
+
+MainWindow::~MainWindow()
+{
+    stopRequested = true;
+    waitForLoader();
+    ui.reset();
+}
+
+void MainWindow::initTitle()
+{
+    QCoreApplication::setApplicationName(QStringLiteral("Zephyrin Update Utility"));
+    QCoreApplication::setApplicationVersion(QStringLiteral("1.0.4"));
+    setWindowTitle(QStringLiteral("%1 %2").arg(QCoreApplication::applicationName(),
+                                               QCoreApplication::applicationVersion()));
+}
+
+void MainWindow::initWidgets()
+{
+    connectionTypeNames = {QStringLiteral("No Connections"), QStringLiteral("INFRARED SUB-20"),
+                           QStringLiteral("MODBUS SUB-20"), QStringLiteral("COM")};
+    portName = QString();
+
+    updBtn = ui->updBtn;
+    labelDevName = ui->labelDevName;
+    labelAdress = ui->labelAdress;
+    updBtn->setText(QStringLiteral("Start Update"));
+    loadImg = ui->loadImg;
+    lineEdit = ui->lineEdit;
+    progressBar = ui->progressBar;
+    menuActions = ui->menuActions;
+    progressBar->setValue(0);
+    progressBar->setStyleSheet(ProgressBarStyle);
+    progressBar->setFormat(QString());
+    spinBoxAdress = ui->spinBoxAdress;
+}
+
+void MainWindow::connectSignals()
+{
+    connect(loadImg, SIGNAL(clicked()), this, SLOT(btnLoadImageClicked()));
+    connect(updBtn, SIGNAL(clicked()), this, SLOT(onUpdBtnClicked()));
+    connect(emitter.get(), SIGNAL(errorSignal(QString)), this, SLOT(reportError(QString)));
+    connect(emitter.get(), SIGNAL(load_start(int,int)), progressBar, SLOT(setRange(int,int)));
+    connect(emitter.get(), SIGNAL(load_progress(int)), this, SLOT(progressBarHandling(int)));
+    connect(&watcher, SIGNAL(finished()), this, SLOT(handleFinished()));
+    connect(&watcher, SIGNAL(canceled()), this, SLOT(handleFinished()));
+    connect(spinBoxAdress, SIGNAL(textChanged(QString)), this, SLOT(setAddress(QString)));
+    connect(lineEdit, SIGNAL(textChanged(QString)), this, SLOT(stringForUpdateButton(QString)));
+    connect(menuActions, SIGNAL(triggered(QAction*)), this, SLOT(setConnectionType(QAction*)));
+}
+
+void MainWindow::initTrace()
+{
+    delete logBrowser;
+    logBrowser = new LogBrowser(this, nullptr);
+    logHandlerInstalled = false;
+    auto *const hotKey = new QShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketRight), this);
+    hotKey->setContext(Qt::ApplicationShortcut);
+    connect(hotKey, SIGNAL(activated()), this, SLOT(logHotKeyPressed()));
+}
+
+void MainWindow::logHotKeyPressed()
+{
+    qInstallMessageHandler(logHandlerInstalled ? nullptr : logMessageHandler);
+    logHandlerInstalled = !logHandlerInstalled;
+    logBrowser->hideBrowser();
+}

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+// MainWindow: what it remembers from one start to the next.
+#include "app/mainwindow.h"
+
+#include <QFileInfo>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSettings>
+#include <QSpinBox>
+
+namespace {
+
+constexpr int DefaultDeviceAddress = 0x50;
+constexpr int Hexadecimal = 16;
+
+} // namespace
+
+void MainWindow::loadSettings()
+{
+    settings = std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope,
+                                           QStringLiteral("Norvantic"), QStringLiteral("Quorlin"));
+    readConnectionType();
+    portName = settings->value(QStringLiteral("settings/port")).toString();
+    deviceName = settings->value(QStringLiteral("settings/deviceName")).toString();
+    sub20Handle = nullptr;
+    stopRequested = false;
+
+    const QVariant address = settings->value(QStringLiteral("settings/address"));
+    if (address.isNull()) {
+        deviceAddress = DefaultDeviceAddress;
+        settings->setValue(QStringLiteral("settings/address"), deviceAddress);
+        settings->sync();
+    } else {
+        deviceAddress = address.toInt();
+    }
+    showAddress();
+
+    imageFileName = settings->value(QStringLiteral("settings/filename")).toString();
+    if (!imageFileName.isEmpty())
+        imageDirectory = QFileInfo(imageFileName).absolutePath();
+    lineEdit->setText(imageFileName);
+    updBtn->setEnabled(!lineEdit->text().isEmpty());
+}
+
+void MainWindow::readConnectionType()
+{
+    connectionType = settings->value(QStringLiteral("settings/connection_type")).toInt();
+}
+
+/// The box shows hexadecimal digits, but holds them as the decimal number that they spell: 0x50 is the value 50.
+/// So only the digits 0 to 9 can be chosen, and an address with another digit shows as 0.
+void MainWindow::showAddress()
+{
+    spinBoxAdress->setValue(QString::number(static_cast<uint>(deviceAddress), Hexadecimal).toInt());
+}
+
+void MainWindow::setAddress(const QString &text)
+{
+    deviceAddress = text.toInt(nullptr, Hexadecimal);
+    settings->setValue(QStringLiteral("settings/address"), deviceAddress);
+    settings->sync();
+}

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+// MainWindow: the error box.
+#include "app/mainwindow.h"
+
+#include <QAbstractButton>
+#include <QDebug>
+#include <QMessageBox>
+#include <QThread>
+
+void MainWindow::reportError(const QString &errTxt)
+{
+    if (QThread::currentThread() != thread()) {
+        reportErrorFromLoader(errTxt);
+        return;
+    }
+    qDebug().noquote() << errTxt;
+    QMessageBox box(QMessageBox::Critical, QString(), tr("Error:"), QMessageBox::Close);
+    box.setTextFormat(Qt::PlainText); // a file name is shown as it stands, whatever it looks like
+    box.setInformativeText(errTxt);
+    connect(box.button(QMessageBox::Close), SIGNAL(clicked()), this, SLOT(handleMessageBoxButton()),
+            Qt::QueuedConnection);
+    box.exec();
+}
+
+void MainWindow::handleMessageBoxButton()
+{
+    // Closing the box is all that its button does.
+}
+
+/// Qt's widgets live on the GUI thread: it shows the box, and the loader waits until the box is closed, or until
+/// the window goes down without having shown it.
+void MainWindow::reportErrorFromLoader(const QString &errTxt)
+{
+    const auto closed = std::make_shared<bool>(false);
+    const auto show = [this, errTxt, closed] {
+        reportError(errTxt);
+        const QMutexLocker lock(&errorBoxMutex);
+        *closed = true;
+        errorBoxClosed.wakeAll();
+    };
+    QMetaObject::invokeMethod(this, show, Qt::QueuedConnection);
+    const QMutexLocker lock(&errorBoxMutex);
+    while (!*closed && !closing)
+        errorBoxClosed.wait(&errorBoxMutex);
+}
+
+void MainWindow::releaseWaitingLoader()
+{
+    const QMutexLocker lock(&errorBoxMutex);
+    closing = true;
+    errorBoxClosed.wakeAll();
+}

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QFile>
+#include <QString>
+
+#include <cstdint>
+#include <span>
+
+/// A firmware image, read as raw bytes from its start. After a failed open() or read(), errorText() tells why
+/// in the system's own words.
+class ImageFile
+{
+public:
+    explicit ImageFile(const QString &fileName) : file(fileName) {}
+
+    bool open();
+    /// In bytes.
+    qint64 size() const { return file.size(); }
+    /// Fills `block` as far as the file reaches. The number of bytes read, 0 at the end, -1 for a failure.
+    qint64 read(std::span<std::uint8_t> block);
+    QString errorText() const;
+
+private:
+    int fileError() const;
+
+    QFile file;
+    /// The system's error number (errno) of the call that failed.
+    int error = 0;
+};
