@@ -31,6 +31,7 @@ class QSerialPortInfo;
 class QSettings;
 class QSpinBox;
 class Ui_MainWindow;
+enum class UsbNotice;
 
 /// The program's one window. Its members are spread over the folders by topic; each block below is headed by the
 /// file that defines it. Everything runs on the GUI thread but the two loaders.
@@ -104,7 +105,10 @@ private:
     void updateConnections();
     static QList<QSerialPortInfo> availableSerialPorts();
 
-    // connections/usbnotices_*.cpp, one per operating system
+    // connections/usbreaction.cpp
+    void reactToUsbNotice(UsbNotice notice, quint32 vendorId);
+
+    // connections/usbnotices_*.cpp, one per operating system; nativeEvent() too
     bool registerUsbNotices();
 
     // update/updatesession.cpp
@@ -159,6 +163,8 @@ private:
     /// Chooses the layout of the infrared frames.
     int irProtocolVariant = InfraredCrcVariant;
     std::unique_ptr<Emitter> emitter;
+    /// Windows' handle of the registration for USB notices.
+    void *usbNotification = nullptr;
 
     UpdateJob job;
     /// A start that waits for the stopped loader before it to return.
