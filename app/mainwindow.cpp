@@ -76,13 +76,13 @@ void MainWindow::connectSignals()
     connect(loadImg, SIGNAL(clicked()), this, SLOT(btnLoadImageClicked()));
     connect(updBtn, SIGNAL(clicked()), this, SLOT(onUpdBtnClicked()));
     connect(emitter.get(), SIGNAL(errorSignal(QString)), this, SLOT(reportError(QString)));
-    connect(emitter.get(), SIGNAL(load_start(int,int)), progressBar, SLOT(setRange(int,int)));
+    connect(emitter.get(), SIGNAL(load_start(int, int)), progressBar, SLOT(setRange(int, int)));
     connect(emitter.get(), SIGNAL(load_progress(int)), this, SLOT(progressBarHandling(int)));
     connect(&watcher, SIGNAL(finished()), this, SLOT(handleFinished()));
     connect(&watcher, SIGNAL(canceled()), this, SLOT(handleFinished()));
     connect(spinBoxAdress, SIGNAL(textChanged(QString)), this, SLOT(setAddress(QString)));
     connect(lineEdit, SIGNAL(textChanged(QString)), this, SLOT(stringForUpdateButton(QString)));
-    connect(menuActions, SIGNAL(triggered(QAction*)), this, SLOT(setConnectionType(QAction*)));
+    connect(menuActions, SIGNAL(triggered(QAction *)), this, SLOT(setConnectionType(QAction *)));
 }
 
 void MainWindow::initTrace()

@@ -33,8 +33,8 @@ class QSpinBox;
 class Ui_MainWindow;
 enum class UsbNotice;
 
-/// The program's one window. Its members are spread over the folders by topic; each block below is headed by the
-/// file that defines it. Everything runs on the GUI thread but the two loaders.
+/// The program's one window. Its members are spread over the folders by topic; each block below is headed by
+/// the file that defines it. Everything runs on the GUI thread but the two loaders.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT

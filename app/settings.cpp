@@ -47,8 +47,8 @@ void MainWindow::readConnectionType()
     connectionType = settings->value(QStringLiteral("settings/connection_type")).toInt();
 }
 
-/// The box shows hexadecimal digits, but holds them as the decimal number that they spell: 0x50 is the value 50.
-/// So only the digits 0 to 9 can be chosen, and an address with another digit shows as 0.
+/// The box shows hexadecimal digits, but holds them as the decimal number that they spell: 0x50 is the
+/// value 50. So only the digits 0 to 9 can be chosen, and an address with another digit shows as 0.
 void MainWindow::showAddress()
 {
     spinBoxAdress->setValue(QString::number(static_cast<uint>(deviceAddress), Hexadecimal).toInt());

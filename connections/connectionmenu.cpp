@@ -55,8 +55,8 @@ void MainWindow::selectStoredConnection()
     if (actions.isEmpty())
         return;
 
-    // The first entry whose text contains the stored name: an empty name takes the first one, and a stored COM1
-    // takes a COM10 that stands before it.
+    // The first entry whose text contains the stored name: an empty name takes the first one, and a stored
+    // COM1 takes a COM10 that stands before it.
     const auto match = std::find_if(actions.begin(), actions.end(), [this](const QAction *action) {
         return action->text().contains(deviceName);
     });

@@ -38,8 +38,8 @@ bool MainWindow::registerUsbNotices()
     filter.dbcc_size = sizeof filter;
     filter.dbcc_devicetype = DBT_DEVTYP_DEVICEINTERFACE;
     filter.dbcc_classguid = UsbDeviceInterface;
-    usbNotification = RegisterDeviceNotificationW(reinterpret_cast<HANDLE>(winId()), &filter,
-                                                  DEVICE_NOTIFY_WINDOW_HANDLE);
+    usbNotification =
+        RegisterDeviceNotificationW(reinterpret_cast<HANDLE>(winId()), &filter, DEVICE_NOTIFY_WINDOW_HANDLE);
     if (!usbNotification) {
         qDebug("Error: Failed to register device notification!");
         // Before the event loop runs, quit() itself would do nothing.

@@ -32,6 +32,11 @@ std::uint8_t lowByte(std::uint16_t value)
     return static_cast<std::uint8_t>(value & 0xFFU);
 }
 
+int signedByte(std::uint8_t byte)
+{
+    return byte <= INT8_MAX ? byte : byte - (UINT8_MAX + 1);
+}
+
 QByteArray objectLabel(std::uint8_t objectId)
 {
     switch (objectId) {
@@ -98,7 +103,7 @@ bool isCompleteRecordEcho(std::span<const std::uint8_t> frame) noexcept
 {
     if (frame.size() < RecordEchoMinimum || frame[1] != WriteFileRecordFunction)
         return false;
-    return static_cast<std::int8_t>(frame[2]) + RecordEchoOverhead == static_cast<int>(frame.size());
+    return signedByte(frame[2]) + RecordEchoOverhead == static_cast<int>(frame.size());
 }
 
 bool isException(std::span<const std::uint8_t> frame) noexcept
@@ -141,7 +146,7 @@ QByteArray identityText(std::uint8_t slaveAddress, const FrameBuffer &reply)
         if (offset < 0 || offset + ObjectHeaderSize > end)
             break;
         const auto header = std::span(reply).subspan(static_cast<std::size_t>(offset), ObjectHeaderSize);
-        const int length = static_cast<std::int8_t>(header[1]);
+        const int length = signedByte(header[1]);
         offset += ObjectHeaderSize;
         const int valueSize = std::clamp(length, 0, end - offset);
         text += objectLabel(header[0]);

@@ -46,15 +46,15 @@ public:
 
     // Frames: modbus.cpp
 
-    /// Puts the CRC over the first `length` bytes of `frame` behind them, low byte first, and adds its 2 bytes
-    /// to `length`. `frame` has room for them.
+    /// Puts the CRC over the first `length` bytes of `frame` behind them, low byte first, and adds its 2
+    /// bytes to `length`. `frame` has room for them.
     static void crcAppend(std::uint8_t *frame, qint32 &length);
     /// Sends the first `requestLength` bytes of the request buffer and their CRC, and checks the reply: its
     /// size, then its CRC, then its exception bit. `timeoutMs` is the adapter's reply time-out; a serial port
     /// has a fixed one. Returns a ModbusResult.
     qint32 transaction(sub_handle sub20Handle, qint32 requestLength, qint32 timeoutMs);
-    /// Writes `dataLength` bytes (even, 0 to MaxRecordDataSize) to a record of a file (function 0x15). A length
-    /// out of that range is refused with MB_TX_FAILED. The echo's contents are not compared.
+    /// Writes `dataLength` bytes (even, 0 to MaxRecordDataSize) to a record of a file (function 0x15). A
+    /// length out of that range is refused with MB_TX_FAILED. The echo's contents are not compared.
     qint32 writeFileRecord(sub_handle sub20Handle, quint8 slaveAddress, quint16 fileNumber,
                            quint16 recordNumber, qint32 dataLength, const std::uint8_t *data);
     /// Reads the identity of the panel (function 0x2B/0x0E) and prints it to the standard output.

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// MainWindow: uploads the image as Modbus file records, through a SUB-20 or a serial port. Runs on a pool thread.
+// MainWindow: uploads the image as Modbus file records, through a SUB-20 or a serial port. Runs on a pool
+// thread.
 #include "app/mainwindow.h"
 #include "connections/connectiontype.h"
 #include "modbus/modbus.h"

@@ -51,9 +51,8 @@ qint32 Modbus::xferSub20(sub_handle handle, qint32 requestLength, qint32 timeout
     Sub20 &library = Sub20::instance();
     library.rsTiming(handle, RsTimingFlags, RsTransmitSpacingUs, timeoutMs * MicrosecondsPerMillisecond,
                      RsInterByteTimeoutUs);
-    const qint32 count =
-        library.rsXfer(handle, reinterpret_cast<char *>(requestBuffer.data()), requestLength,
-                       reinterpret_cast<char *>(replyBuffer.data()), RsReceiveSize);
+    const qint32 count = library.rsXfer(handle, reinterpret_cast<char *>(requestBuffer.data()), requestLength,
+                                        reinterpret_cast<char *>(replyBuffer.data()), RsReceiveSize);
     if (count < 0) {
         emit errorString(QStringLiteral("sub_rs_xfer: %1").arg(library.errorText(library.lastError())));
         return count;

@@ -9,8 +9,8 @@
 using sub_device = void *;
 using sub_handle = void *;
 
-/// The library of the SUB-20 USB adapter, bound at run time: the program neither needs it to build nor to start.
-/// While it is missing, everything answers as if no adapter were there.
+/// The library of the SUB-20 USB adapter, bound at run time: the program neither needs it to build nor to
+/// start. While it is missing, everything answers as if no adapter were there.
 ///
 /// May be called from any thread. A handle that is not open, above all one that was closed before, is never
 /// passed to the library: such a call answers with NotOpen.

@@ -27,8 +27,8 @@ void MainWindow::handleMessageBoxButton()
     // Closing the box is all that its button does.
 }
 
-/// Qt's widgets live on the GUI thread: it shows the box, and the loader waits until the box is closed, or until
-/// the window goes down without having shown it.
+/// Qt's widgets live on the GUI thread: it shows the box, and the loader waits until the box is closed, or
+/// until the window goes down without having shown it.
 void MainWindow::reportErrorFromLoader(const QString &errTxt)
 {
     const auto closed = std::make_shared<bool>(false);

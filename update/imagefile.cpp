@@ -24,8 +24,7 @@ bool ImageFile::open()
 qint64 ImageFile::read(std::span<std::uint8_t> block)
 {
     errno = 0;
-    const qint64 count =
-        file.read(reinterpret_cast<char *>(block.data()), static_cast<qint64>(block.size()));
+    const qint64 count = file.read(reinterpret_cast<char *>(block.data()), static_cast<qint64>(block.size()));
     if (count < 0) {
         error = errno;
         if (error == 0)

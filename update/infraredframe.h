@@ -23,9 +23,9 @@ using InfraredBlock = std::array<std::uint8_t, InfraredBlockSize>;
 /// The protocol variant with the layout above.
 constexpr int InfraredCrcVariant = 2;
 
-/// Fills `frame`. Any `variant` but InfraredCrcVariant gives the older layout: a checksum (two's complement of the
-/// sum of number and block) at offset 37 and eight 0xFF at 38, both over the block's bytes there; what lies behind
-/// offset 52 stays as it is.
+/// Fills `frame`. Any `variant` but InfraredCrcVariant gives the older layout: a checksum (two's complement
+/// of the sum of number and block) at offset 37 and eight 0xFF at 38, both over the block's bytes there; what
+/// lies behind offset 52 stays as it is.
 void buildInfraredFrame(InfraredFrame &frame, int variant, std::uint8_t number, const InfraredBlock &block);
 
 /// The number after `number`: 0 starts an image and never comes again, 255 is followed by 1.

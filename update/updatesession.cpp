@@ -39,8 +39,8 @@ int loaderResult(const QFuture<int> &future)
 
 void MainWindow::btnLoadImageClicked()
 {
-    imageFileName = QFileDialog::getOpenFileName(nullptr, QStringLiteral("Open firmware image"), imageDirectory,
-                                                 QStringLiteral("*.INC"));
+    imageFileName = QFileDialog::getOpenFileName(nullptr, QStringLiteral("Open firmware image"),
+                                                 imageDirectory, QStringLiteral("*.INC"));
     if (!imageFileName.isEmpty()) {
         const QString key = QStringLiteral("settings/filename");
         settings->setValue(key, QDir::current().absoluteFilePath(imageFileName));
