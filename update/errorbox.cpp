@@ -4,6 +4,7 @@
 
 #include <QAbstractButton>
 #include <QDebug>
+#include <QLabel>
 #include <QMessageBox>
 #include <QThread>
 
@@ -15,8 +16,10 @@ void MainWindow::reportError(const QString &errTxt)
     }
     qDebug().noquote() << errTxt;
     QMessageBox box(QMessageBox::Critical, QString(), tr("Error:"), QMessageBox::Close);
-    box.setTextFormat(Qt::PlainText); // a file name is shown as it stands, whatever it looks like
     box.setInformativeText(errTxt);
+    // A file name is shown as it stands, even one that looks like markup. The box has no call for that.
+    if (auto *const label = box.findChild<QLabel *>(QStringLiteral("qt_msgbox_informativelabel")))
+        label->setTextFormat(Qt::PlainText);
     connect(box.button(QMessageBox::Close), SIGNAL(clicked()), this, SLOT(handleMessageBoxButton()),
             Qt::QueuedConnection);
     box.exec();
