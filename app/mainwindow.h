@@ -109,7 +109,7 @@ private:
     void reactToUsbNotice(UsbNotice notice, quint32 vendorId);
 
     // connections/usbnotices_*.cpp, one per operating system; nativeEvent() too
-    bool registerUsbNotices();
+    void registerUsbNotices();
 
     // update/updatesession.cpp
     void refreshUpdateButton();

@@ -5,13 +5,12 @@
 
 #include <QDebug>
 
-bool MainWindow::registerUsbNotices()
+void MainWindow::registerUsbNotices()
 {
     auto *const monitor = new UdevMonitor(this);
     connect(monitor, &UdevMonitor::noticed, this, &MainWindow::reactToUsbNotice);
     if (!monitor->start())
         qDebug("USB devices are not followed: no device monitor");
-    return true;
 }
 
 bool MainWindow::nativeEvent(const QByteArray &, void *, qintptr *)

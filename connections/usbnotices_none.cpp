@@ -2,9 +2,9 @@
 // MainWindow: USB arrivals and removals, on a system where none are reported.
 #include "app/mainwindow.h"
 
-bool MainWindow::registerUsbNotices()
+void MainWindow::registerUsbNotices()
 {
-    return true;
+    // There is nobody to register with.
 }
 
 bool MainWindow::nativeEvent(const QByteArray &, void *, qintptr *)

@@ -32,7 +32,7 @@ const DEV_BROADCAST_DEVICEINTERFACE_W *deviceInterfaceOf(const MSG &message)
 
 } // namespace
 
-bool MainWindow::registerUsbNotices()
+void MainWindow::registerUsbNotices()
 {
     DEV_BROADCAST_DEVICEINTERFACE_W filter{};
     filter.dbcc_size = sizeof filter;
@@ -45,7 +45,6 @@ bool MainWindow::registerUsbNotices()
         // Before the event loop runs, quit() itself would do nothing.
         QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
     }
-    return true;
 }
 
 bool MainWindow::nativeEvent(const QByteArray &, void *message, qintptr *)

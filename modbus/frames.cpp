@@ -103,7 +103,8 @@ bool isCompleteRecordEcho(std::span<const std::uint8_t> frame) noexcept
 {
     if (frame.size() < RecordEchoMinimum || frame[1] != WriteFileRecordFunction)
         return false;
-    return signedByte(frame[2]) + RecordEchoOverhead == static_cast<int>(frame.size());
+    const int byteCount = signedByte(frame[2]);
+    return byteCount >= 0 && byteCount + RecordEchoOverhead == static_cast<int>(frame.size());
 }
 
 bool isException(std::span<const std::uint8_t> frame) noexcept
