@@ -3,6 +3,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QLockFile>
 #include <QTest>
 
 #include <utility>
@@ -41,6 +42,10 @@ void SystemPictures::take(const char *name, const QRect &area) const
 
 void SystemPictures::takePictures()
 {
+    // A name that readers know can be open once on a machine; another run of this test waits.
+    constexpr int TurnTimeoutMs = 60000;
+    QLockFile turn(QDir::temp().filePath(QStringLiteral("zephyrin-pictures.lock")));
+    QVERIFY(turn.tryLock(TurnTimeoutMs));
     const PanelProcess panel;
     plugIn(panel, QStringLiteral("ttyUSB0"));
     rememberImage(100 * RecordSize);

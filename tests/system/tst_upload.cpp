@@ -12,7 +12,6 @@ namespace {
 constexpr double Full = 100;
 /// From here on the bar is filled behind its text.
 constexpr double BehindText = 80;
-constexpr qsizetype ShortImage = 9 * 32;
 constexpr qint64 MillisecondsPerSecond = 1000;
 
 QString elapsed(qint64 seconds)
@@ -26,6 +25,8 @@ QString elapsed(qint64 seconds)
 class SystemUpload : public SystemTest
 {
     Q_OBJECT
+
+    static constexpr qsizetype ShortImage = 9 * RecordSize;
 
 private slots:
     void imageArrivesByteForByte();

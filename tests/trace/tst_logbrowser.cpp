@@ -83,6 +83,7 @@ private slots:
     void hidingTogglesTheDialog();
     void withoutBrowserAMessageIsDropped();
     void aBrowserThatIsGoneDropsMessages();
+    void everyTypeReachesTheDialog();
     void messagesOfAThreadKeepTheirOrder();
 
     void aWindowStartsWithoutTrace();
@@ -190,6 +191,20 @@ void LogBrowserTest::aBrowserThatIsGoneDropsMessages()
     qDebug("dropped");
     QCoreApplication::processEvents();
     QVERIFY(!findDialog());
+}
+
+void LogBrowserTest::everyTypeReachesTheDialog()
+{
+    const QWidget window;
+    delete logBrowser;
+    logBrowser = new LogBrowser(&window);
+    for (const QtMsgType type : {QtDebugMsg, QtWarningMsg, QtCriticalMsg, QtFatalMsg, QtInfoMsg})
+        logMessageHandler(type, QMessageLogContext(), QStringLiteral("text"));
+    QCoreApplication::processEvents();
+    QCOMPARE(shownLines(), QStringList({QStringLiteral("text"), QStringLiteral("— WARNING: text"),
+                                        QStringLiteral("— CRITICAL: text"), QStringLiteral("— FATAL: text"),
+                                        QStringLiteral("text")}));
+    delete logBrowser;
 }
 
 void LogBrowserTest::messagesOfAThreadKeepTheirOrder()

@@ -159,17 +159,18 @@ void AdapterHandlesTest::aRunThatFailsBeforeOpeningClosesNothing()
     QCOMPARE(run(bench), 0);
     const qsizetype closes = adapter.calls(QStringLiteral("sub_close")).size();
 
-    adapter.setAdapters(0); // the adapter does not open
+    choose(bench, ModbusText); // whose image does not open, so that the adapter is not asked
+    bench.probe().imageFileName() = Nowhere;
     QCOMPARE(run(bench), -1);
     QCOMPARE(adapter.calls(QStringLiteral("sub_close")).size(), closes);
-    choose(bench, ModbusText); // the image does not open, and the adapter is not asked
-    bench.probe().imageFileName() = Nowhere;
+    choose(bench, connection);
+    bench.probe().imageFileName() = image;
+    adapter.setAdapters(0); // the adapter does not open
     QCOMPARE(run(bench), -1);
     QCOMPARE(adapter.calls(QStringLiteral("sub_close")).size(), closes);
     QCOMPARE(boxes.contents().size(), 2);
 
     adapter.setAdapters(1);
-    bench.probe().imageFileName() = image;
     QCOMPARE(run(bench), 0);
     QCOMPARE(opens(adapter.log()), 2);
     QCOMPARE(handleFaults(adapter.log()), QStringList());

@@ -88,7 +88,7 @@ void StopAndStartTest::startStopStartStop()
     QVERIFY(bench.waitForEnd());
     QCOMPARE(bench.probe().future().result(), -1);
     QCOMPARE(bench.buttonText(), StartText);
-    QCOMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
+    QVERIFY(QThreadPool::globalInstance()->waitForDone());
     QCOMPARE(opensAndCloses(adapter.log()), OneRun);
 }
 
@@ -119,7 +119,7 @@ void StopAndStartTest::closingWithAPendingStart()
     bench.press();
     bench.press();
     bench.close();
-    QCOMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
+    QVERIFY(QThreadPool::globalInstance()->waitForDone());
     QCOMPARE(opensAndCloses(adapter.log()), OneRun);
 }
 
