@@ -67,7 +67,7 @@ void MainWindow::initWidgets()
     updBtn = ui->updBtn;
     labelDevName = ui->labelDevName;
     labelAdress = ui->labelAdress;
-    updBtn->setText(QStringLiteral("Start Update"));
+    updBtn->setText(startText());
     loadImg = ui->loadImg;
     lineEdit = ui->lineEdit;
     progressBar = ui->progressBar;

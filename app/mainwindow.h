@@ -82,8 +82,7 @@ private:
         QString portName;
         int deviceAddress = 0;
     };
-    /// Runs on a pool thread; 0 for success, -1 for failure or stop, else an adapter's error code or a
-    /// ModbusResult.
+    /// Runs on a pool thread and returns a LoaderResult, an adapter's error code or a ModbusResult.
     using Loader = int (MainWindow::*)();
 
     // app/mainwindow.cpp
@@ -114,6 +113,7 @@ private:
     void registerUsbNotices();
 
     // update/updatesession.cpp
+    static QString startText();
     void refreshUpdateButton();
     void startUpdate();
     void stopUpdate();

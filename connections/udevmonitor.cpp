@@ -22,8 +22,11 @@ quint32 vendorIdOf(udev_device *device)
     const QByteArray product = udev_device_get_property_value(device, "PRODUCT");
     if (!product.isEmpty())
         return product.split('/').constFirst().toUInt(nullptr, Hexadecimal);
+    const char *attribute = udev_device_get_sysattr_value(device, "idVendor");
     udev_device *const usb = udev_device_get_parent_with_subsystem_devtype(device, "usb", "usb_device");
-    return usb ? QByteArray(udev_device_get_sysattr_value(usb, "idVendor")).toUInt(nullptr, Hexadecimal) : 0;
+    if (!attribute && usb)
+        attribute = udev_device_get_sysattr_value(usb, "idVendor");
+    return QByteArray(attribute).toUInt(nullptr, Hexadecimal);
 }
 
 bool isUsable(const QString &node)

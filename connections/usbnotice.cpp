@@ -5,10 +5,27 @@
 
 namespace {
 
+constexpr quint32 DeviceArrival = 0x8000;        // DBT_DEVICEARRIVAL
+constexpr quint32 DeviceRemoveComplete = 0x8004; // DBT_DEVICEREMOVECOMPLETE
+constexpr quint32 DeviceInterface = 5;           // DBT_DEVTYP_DEVICEINTERFACE
 constexpr qsizetype PathPrefixLength = 4;
 constexpr int Hexadecimal = 16;
 
 } // namespace
+
+std::optional<UsbNotice> usbNoticeOf(quint32 eventCode, quint32 deviceType)
+{
+    if (deviceType != DeviceInterface)
+        return std::nullopt;
+    switch (eventCode) {
+    case DeviceArrival:
+        return UsbNotice::Arrival;
+    case DeviceRemoveComplete:
+        return UsbNotice::Removal;
+    default:
+        return std::nullopt;
+    }
+}
 
 QStringList devicePathParts(const QString &path)
 {

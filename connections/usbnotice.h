@@ -5,8 +5,14 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 /// What the operating system tells about a USB device. Of the device, only its USB vendor id matters.
 enum class UsbNotice { Arrival, Removal };
+
+/// What a WM_DEVICECHANGE message of Windows tells, from its event code (DBT_...) and the type of the device
+/// (DBT_DEVTYP_...) that it names; nothing, unless a device interface arrived or was removed.
+std::optional<UsbNotice> usbNoticeOf(quint32 eventCode, quint32 deviceType);
 
 /// The parts of a Windows device path such as "\\?\USB#VID_04D8&PID_FFC3#...": what stands between the "#"
 /// behind its four-character prefix, empty parts included.

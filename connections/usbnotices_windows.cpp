@@ -16,20 +16,6 @@ namespace {
 constexpr GUID UsbDeviceInterface{
     0xA5DCBF10, 0x6530, 0x11D2, {0x90, 0x1F, 0x00, 0xC0, 0x4F, 0xB9, 0x51, 0xED}};
 
-/// DBT_DEVICEARRIVAL and DBT_DEVICEREMOVECOMPLETE differ in this bit alone.
-constexpr WPARAM RemovalBit = 0x4;
-
-/// The device interface that a message tells of; null when it tells of something else.
-const DEV_BROADCAST_DEVICEINTERFACE_W *deviceInterfaceOf(const MSG &message)
-{
-    if (message.message != WM_DEVICECHANGE || (message.wParam & ~RemovalBit) != DBT_DEVICEARRIVAL)
-        return nullptr;
-    const auto *const header = reinterpret_cast<const DEV_BROADCAST_HDR *>(message.lParam);
-    if (!header || header->dbch_devicetype != DBT_DEVTYP_DEVICEINTERFACE)
-        return nullptr;
-    return reinterpret_cast<const DEV_BROADCAST_DEVICEINTERFACE_W *>(header);
-}
-
 } // namespace
 
 void MainWindow::registerUsbNotices()
@@ -49,14 +35,18 @@ void MainWindow::registerUsbNotices()
 
 bool MainWindow::nativeEvent(const QByteArray &, void *message, qintptr *)
 {
-    const MSG &notice = *static_cast<const MSG *>(message);
-    const DEV_BROADCAST_DEVICEINTERFACE_W *const device = deviceInterfaceOf(notice);
-    if (!device)
+    const MSG &change = *static_cast<const MSG *>(message);
+    if (change.message != WM_DEVICECHANGE || change.lParam == 0)
         return false;
+    const auto *const header = reinterpret_cast<const DEV_BROADCAST_HDR *>(change.lParam);
+    const std::optional<UsbNotice> notice =
+        usbNoticeOf(static_cast<quint32>(change.wParam), header->dbch_devicetype);
+    if (!notice)
+        return false;
+    const auto *const device = reinterpret_cast<const DEV_BROADCAST_DEVICEINTERFACE_W *>(header);
     const QStringList parts = devicePathParts(QString::fromWCharArray(device->dbcc_name));
     for (const QString &part : parts)
         qDebug().noquote() << part;
-    reactToUsbNotice(notice.wParam == DBT_DEVICEARRIVAL ? UsbNotice::Arrival : UsbNotice::Removal,
-                     vendorIdOfParts(parts));
+    reactToUsbNotice(*notice, vendorIdOfParts(parts));
     return false;
 }

@@ -6,6 +6,7 @@
 #include "modbus/modbus.h"
 #include "update/emitter.h"
 #include "update/imagefile.h"
+#include "update/loaderresult.h"
 
 #include <QDebug>
 #include <QSerialPort>
@@ -13,9 +14,6 @@
 #include <array>
 
 namespace {
-
-constexpr int LoaderDone = 0;
-constexpr int LoaderFailed = -1;
 
 constexpr qint32 BroadcastDelayMs = 100;
 constexpr int ChunkSize = 32;
@@ -28,8 +26,7 @@ int MainWindow::modbusBoot()
 {
     ImageFile image(job.imageFileName);
     if (!image.open()) {
-        emit emitter->errorSignal(
-            QStringLiteral("Can't open image file %1 %2").arg(job.imageFileName, image.errorText()));
+        emit emitter->errorSignal(image.openErrorText());
         return LoaderFailed;
     }
     Modbus modbus;

@@ -79,6 +79,8 @@ qint32 Modbus::xferCom(qint32 requestLength)
 
 bool Modbus::sendRequest(qint32 requestLength)
 {
+    // What is still to come of an earlier reply is taken in before: it does not end the wait for this one.
+    serialPort->waitForReadyRead(0);
     replyArrived = false;
     errno = 0;
     const qint64 written =

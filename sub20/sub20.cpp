@@ -17,6 +17,8 @@ public:
 
     template<typename Pointer> void resolve(Pointer &pointer, const char *symbol)
     {
+        if (!library.isLoaded())
+            return;
         pointer = reinterpret_cast<Pointer>(library.resolve(symbol));
         if (!pointer && missing.isEmpty())
             missing = QString::fromLatin1(symbol);

@@ -38,6 +38,11 @@ QString ImageFile::errorText() const
     return QString::fromLocal8Bit(std::strerror(error));
 }
 
+QString ImageFile::openErrorText() const
+{
+    return QStringLiteral("Can't open image file %1 %2").arg(file.fileName(), errorText());
+}
+
 /// The number that the file's own error stands for. Qt leaves errno alone where it refuses by itself, and on
 /// Windows always.
 int ImageFile::fileError() const

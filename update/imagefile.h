@@ -20,6 +20,8 @@ public:
     /// Fills `block` as far as the file reaches. The number of bytes read, 0 at the end, -1 for a failure.
     qint64 read(std::span<std::uint8_t> block);
     QString errorText() const;
+    /// What the user is told when the image does not open.
+    QString openErrorText() const;
 
 private:
     int fileError() const;

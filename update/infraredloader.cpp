@@ -4,14 +4,12 @@
 #include "update/emitter.h"
 #include "update/imagefile.h"
 #include "update/infraredframe.h"
+#include "update/loaderresult.h"
 
 #include <QDebug>
 #include <QGuiApplication>
 
 namespace {
-
-constexpr int LoaderDone = 0;
-constexpr int LoaderFailed = -1;
 
 constexpr int CarrierHz = 38000;
 /// The library's further infrared settings, meant to be just these.
@@ -37,8 +35,7 @@ int MainWindow::irBoot()
 
     ImageFile image(job.imageFileName);
     if (!image.open()) {
-        emit emitter->errorSignal(
-            QStringLiteral("Can't open image file %1 %2").arg(job.imageFileName, image.errorText()));
+        emit emitter->errorSignal(image.openErrorText());
         return LoaderFailed;
     }
     const int error = library.irConfig(sub20Handle, CarrierHz, IrSettings[0], IrSettings[1], IrSettings[2]);

@@ -3,6 +3,7 @@
 #include "app/mainwindow.h"
 #include "connections/connectiontype.h"
 #include "update/elapsedtext.h"
+#include "update/loaderresult.h"
 
 #include <QDebug>
 #include <QDir>
@@ -18,13 +19,6 @@
 
 namespace {
 
-constexpr int LoaderFailed = -1;
-
-QString startText()
-{
-    return QStringLiteral("Start Update");
-}
-
 /// What the loader returned; a loader that threw has failed.
 int loaderResult(const QFuture<int> &future)
 {
@@ -36,6 +30,11 @@ int loaderResult(const QFuture<int> &future)
 }
 
 } // namespace
+
+QString MainWindow::startText()
+{
+    return QStringLiteral("Start Update");
+}
 
 void MainWindow::btnLoadImageClicked()
 {

@@ -10,6 +10,8 @@ class TestUsbNotice : public TestCase
     Q_OBJECT
 
 private slots:
+    void messages_data();
+    void messages();
     void parts_data();
     void parts();
     void vendorId_data();
@@ -27,6 +29,31 @@ QString path(const char *text)
 }
 
 } // namespace
+
+void TestUsbNotice::messages_data()
+{
+    QTest::addColumn<quint32>("eventCode");
+    QTest::addColumn<quint32>("deviceType");
+    QTest::addColumn<std::optional<UsbNotice>>("notice");
+    const std::optional<UsbNotice> none;
+    QTest::newRow("arrival") << 0x8000U << 5U << std::optional(UsbNotice::Arrival);
+    QTest::newRow("removal") << 0x8004U << 5U << std::optional(UsbNotice::Removal);
+    QTest::newRow("arrival of a port") << 0x8000U << 3U << none;
+    QTest::newRow("removal of a volume") << 0x8004U << 2U << none;
+    QTest::newRow("device nodes changed") << 0x8007U << 5U << none;
+    QTest::newRow("device nodes changed, as Windows numbers it") << 0x0007U << 5U << none;
+    QTest::newRow("query remove") << 0x8001U << 5U << none;
+    QTest::newRow("device type specific") << 0x8005U << 5U << none;
+    QTest::newRow("more than 16 bits") << 0x1'8000U << 5U << none;
+}
+
+void TestUsbNotice::messages()
+{
+    QFETCH(quint32, eventCode);
+    QFETCH(quint32, deviceType);
+    QFETCH(std::optional<UsbNotice>, notice);
+    QVERIFY(usbNoticeOf(eventCode, deviceType) == notice);
+}
 
 void TestUsbNotice::parts_data()
 {

@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <future>
+#include <thread>
 
 /// How a request goes out and a reply comes in over a serial port: sizes, pauses and time-outs.
 class TestComTransport : public TestCase
@@ -20,6 +21,8 @@ private slots:
     void requestComesAfterThePause();
     void lateReplyIsAwaited();
     void replyDuringTheRequestCounts();
+    void strayBytesStandBeforeTheNextReply_data();
+    void strayBytesStandBeforeTheNextReply();
     void echoEndsAtItsLength();
     void replySize_data();
     void replySize();
@@ -87,14 +90,50 @@ void TestComTransport::lateReplyIsAwaited()
 
 void TestComTransport::replyDuringTheRequestCounts()
 {
+    // The panel answers from a thread of its own: now and then before the port has done with the request.
+    constexpr int Chunks = 20;
     Pty pty;
     SerialLink link(pty.path());
-    // It is read while the port still waits for the request to go out.
-    pty.send(QByteArray::fromHex("01030000000AC5CD"));
+    const std::jthread panel([&pty](const std::stop_token &stop) {
+        while (!stop.stop_requested()) {
+            if (pty.waitForBytes(10))
+                pty.send(pty.take());
+        }
+    });
     QElapsedTimer timer;
     timer.start();
+    for (quint16 record = 0; record < Chunks; ++record)
+        QCOMPARE(link.writeChunk(80, record), 0);
+    QVERIFY(timer.elapsed() < 9000);
+}
+
+void TestComTransport::strayBytesStandBeforeTheNextReply_data()
+{
+    QTest::addColumn<QByteArray>("stray");
+    QTest::newRow("1 byte") << QByteArray::fromHex("5A");
+    QTest::newRow("2 bytes") << QByteArray::fromHex("5A5A");
+    QTest::newRow("5 bytes") << QByteArray::fromHex("5A5A5A5A5A");
+}
+
+void TestComTransport::strayBytesStandBeforeTheNextReply()
+{
+    QFETCH(QByteArray, stray);
+    Pty pty;
+    SerialLink link(pty.path());
+    FrameBuffer echo{};
+    const QByteArray data = countingBytes(0, 32);
+    qint32 length = buildWriteFileRecord(echo, 80, 0, 0, byteView(data));
+    Modbus::crcAppend(echo.data(), length);
+    const QByteArray reply(reinterpret_cast<const char *>(echo.data()), length);
+    pty.answer(reply);
     QCOMPARE(link.writeChunk(), 0);
-    QVERIFY(timer.elapsed() < 5000);
+    link.events.take();
+
+    pty.take();
+    pty.send(stray);
+    pty.answer(reply);
+    QCOMPARE(link.writeChunk(), 104);
+    QCOMPARE(link.events.take(), (QStringList{ChunkWritten, QStringLiteral("error: CRC error")}));
 }
 
 void TestComTransport::echoEndsAtItsLength()
