@@ -68,7 +68,7 @@ std::string readMisbehaviour(const QCommandLineParser &parser, Misbehaviour &mis
         if (!parser.isSet(name))
             continue;
         const std::string value = option.valueName.empty() ? std::string() : parser.value(name).toStdString();
-        const std::string error = applyMisbehaviour(misbehaviour, option.name, value);
+        std::string error = applyMisbehaviour(misbehaviour, option.name, value);
         if (!error.empty())
             return error;
     }

@@ -2,11 +2,11 @@
 #include "simulator/pseudoterminal.h"
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <system_error>
 
 namespace simulator {

@@ -2,11 +2,11 @@
 #include "simulator/stopsignal.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <system_error>
 
 namespace simulator {
