@@ -90,7 +90,16 @@ void MainWindow::initTrace()
     delete logBrowser;
     logBrowser = new LogBrowser(this, nullptr);
     logHandlerInstalled = false;
-    auto *const hotKey = new QShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketRight), this);
+    const QKeySequence traceKey(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketRight);
+    addTraceKey(traceKey);
+    // Two shortcuts of one key would both do nothing.
+    if (!options.traceKey.isEmpty() && options.traceKey != traceKey)
+        addTraceKey(options.traceKey);
+}
+
+void MainWindow::addTraceKey(const QKeySequence &keys)
+{
+    auto *const hotKey = new QShortcut(keys, this);
     hotKey->setContext(Qt::ApplicationShortcut);
     connect(hotKey, SIGNAL(activated()), this, SLOT(logHotKeyPressed()));
 }

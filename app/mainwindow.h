@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "app/options.h"
 #include "sub20/sub20.h"
 #include "update/infraredframe.h"
 
@@ -61,7 +62,7 @@ public slots:
     void handleMessageBoxButton();
     /// Takes the panel's Modbus address from the spin box's text, hexadecimal digits behind "0x".
     void setAddress(const QString &text);
-    /// Makes a menu entry the active connection.
+    /// Makes the menu entry that the user picked the active connection.
     void setConnectionType(QAction *action);
     void logHotKeyPressed();
     void progressBarHandling(int value);
@@ -89,6 +90,7 @@ private:
     void initWidgets();
     void connectSignals();
     void initTrace();
+    void addTraceKey(const QKeySequence &keys);
 
     // app/settings.cpp
     void loadSettings();
@@ -97,6 +99,7 @@ private:
 
     // connections/connectionmenu.cpp
     void addConnectionAction(const QString &text, const QString &iconPath, int type, quint16 vid);
+    void activateConnection(QAction *action);
     void selectStoredConnection();
     void showConnection(const QString &text);
     void showNoConnection(const QString &text);
@@ -149,6 +152,7 @@ private:
     QProgressBar *progressBar = nullptr;
     QFuture<int> future;
     std::unique_ptr<QSettings> settings;
+    Options options;
     QString imageFileName;
     QString imageDirectory;
     QLineEdit *lineEdit = nullptr;
@@ -171,6 +175,8 @@ private:
     std::optional<UpdateJob> pendingJob;
     /// A loader was started and handleFinished() has not ended its session yet.
     bool sessionOpen = false;
+    /// An error box was shown for the session.
+    bool errorTold = false;
 
     /// The window is going down: no loader begins any more, and none waits for its error box.
     std::atomic<bool> closing = false;

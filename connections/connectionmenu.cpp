@@ -26,6 +26,16 @@ void MainWindow::addConnectionAction(const QString &text, const QString &iconPat
 
 void MainWindow::setConnectionType(QAction *action)
 {
+    activateConnection(action);
+    if (options.portFollowsMenu) {
+        deviceName = action->text();
+        if (connectionType == ConnectionComPort)
+            portName = action->text();
+    }
+}
+
+void MainWindow::activateConnection(QAction *action)
+{
     const QList<QAction *> actions = menuActions->actions();
     for (QAction *const other : actions)
         other->setChecked(false);
@@ -66,7 +76,7 @@ void MainWindow::selectStoredConnection()
         portName = action->text();
     else if (match == actions.end())
         portName = QString();
-    setConnectionType(action);
+    activateConnection(action);
     showConnection(action->text());
 }
 

@@ -7,6 +7,7 @@
 #include <QThread>
 #include <QTimer>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -85,7 +86,17 @@ qint32 Modbus::writeFileRecord(sub_handle sub20Handle, quint8 slaveAddress, quin
         return MB_TX_FAILED;
     const qint32 length = buildWriteFileRecord(requestBuffer, slaveAddress, fileNumber, recordNumber,
                                                {data, static_cast<std::size_t>(dataLength)});
-    return transaction(sub20Handle, length, WriteFileRecordTimeoutMs);
+    const qint32 result = transaction(sub20Handle, length, WriteFileRecordTimeoutMs);
+    if (result != MB_OK || !replyChecked || slaveAddress == BroadcastAddress || isEcho(length + CrcSize))
+        return result;
+    emit errorString(
+        QStringLiteral("The panel's reply to record %1 is not the echo of the request").arg(recordNumber));
+    return MB_NO_ECHO;
+}
+
+bool Modbus::isEcho(qint32 requestLength) const
+{
+    return std::equal(requestBuffer.begin(), requestBuffer.begin() + requestLength, replyBuffer.begin());
 }
 
 qint32 Modbus::readDeviceId(sub_handle sub20Handle, quint8 slaveAddress, quint8 readDeviceIdCode,

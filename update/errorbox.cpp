@@ -14,6 +14,7 @@ void MainWindow::reportError(const QString &errTxt)
         reportErrorFromLoader(errTxt);
         return;
     }
+    errorTold = true;
     qDebug().noquote() << errTxt;
     QMessageBox box(QMessageBox::Critical, QString(), tr("Error:"), QMessageBox::Close);
     box.setInformativeText(errTxt);

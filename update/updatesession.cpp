@@ -2,6 +2,7 @@
 // MainWindow: one update, from the choice of its image to its end.
 #include "app/mainwindow.h"
 #include "connections/connectiontype.h"
+#include "modbus/modbus.h"
 #include "update/elapsedtext.h"
 
 #include <QDebug>
@@ -32,6 +33,21 @@ int loaderResult(const QFuture<int> &future)
         return future.result();
     } catch (...) {
         return LoaderFailed;
+    }
+}
+
+/// For a result that has no text of its own.
+QString silentFailureText(int result)
+{
+    switch (result) {
+    case MB_TX_FAILED:
+        return QStringLiteral("The serial port did not take the request (result %1)").arg(result);
+    case MB_RX_OVERFLOW:
+        return QStringLiteral("The panel's reply is too long (result %1)").arg(result);
+    case MB_TIMEOUT:
+        return QStringLiteral("The panel does not reply (result %1)").arg(result);
+    default:
+        return QStringLiteral("The update failed (result %1)").arg(result);
     }
 }
 
@@ -115,6 +131,7 @@ void MainWindow::beginPendingUpdate()
     job = *std::exchange(pendingJob, std::nullopt);
     stopRequested = false;
     sessionOpen = true;
+    errorTold = false;
     future = QtConcurrent::run([this, loader = loaderFor(job.connectionType)] {
         return closing ? LoaderFailed : (this->*loader)();
     });
@@ -139,12 +156,16 @@ void MainWindow::handleFinished()
             progressBar->setValue(0);
         progressBar->setFormat(QString());
     }
-    if (loaderResult(future) < 0)
+    const int result = loaderResult(future);
+    if (result < 0)
         qDebug("thread canceled with error");
     releaseAdapter();
     QGuiApplication::restoreOverrideCursor();
+    const bool isSilent = result > 0 && !errorTold;
     if (pendingJob)
         beginPendingUpdate();
+    if (isSilent && options.tellSilentFailures)
+        reportError(silentFailureText(result));
 }
 
 void MainWindow::releaseAdapter()
