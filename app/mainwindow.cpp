@@ -6,6 +6,7 @@
 #include "ui_mainwindow.h"
 #include "update/emitter.h"
 
+#include <QCloseEvent>
 #include <QCoreApplication>
 #include <QSerialPortInfo>
 #include <QSettings>
@@ -41,6 +42,12 @@ MainWindow::~MainWindow()
     stopRequested = true;
     waitForLoader();
     ui.reset();
+}
+
+void MainWindow::closeEvent(QCloseEvent *event)
+{
+    QMainWindow::closeEvent(event);
+    releaseWaitingLoader();
 }
 
 void MainWindow::initTitle()

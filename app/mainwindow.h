@@ -69,6 +69,8 @@ public slots:
     void stringForUpdateButton(const QString &text);
 
 protected:
+    /// The program ends with its window: from here on, no error box comes up any more.
+    void closeEvent(QCloseEvent *event) override;
     bool nativeEvent(const QByteArray &eventType, void *message, qintptr *result) override;
 
 private:

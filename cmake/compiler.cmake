@@ -6,8 +6,9 @@ if(MSVC)
     target_compile_options(zephyrin_warnings INTERFACE /W4 /utf-8)
 else()
     target_compile_options(zephyrin_warnings INTERFACE
-        -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor
-        -Woverloaded-virtual -Wnull-dereference)
+        -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnull-dereference
+        $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast> $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
+        $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>)
 endif()
 
 if(ZEPHYRIN_WARNINGS_AS_ERRORS)

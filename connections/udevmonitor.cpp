@@ -103,21 +103,22 @@ void UdevMonitor::awaitNode(const QString &node)
     awaitedNodes.insert(node);
     // The folder tells when a node is made, the node itself when its permissions change.
     nodeWatcher.addPath(QFileInfo(node).path());
-    if (QFileInfo::exists(node))
-        nodeWatcher.addPath(node);
+    checkAwaitedNodes();
 }
 
 void UdevMonitor::checkAwaitedNodes()
 {
     const QSet<QString> nodes = awaitedNodes;
     for (const QString &node : nodes) {
+        // Watched first: what changes after the look is told.
+        if (QFileInfo::exists(node))
+            nodeWatcher.addPath(node);
         if (isUsable(node)) {
             awaitedNodes.remove(node);
             emit noticed(UsbNotice::Arrival, Sub20::UsbVendorId);
-        } else if (QFileInfo::exists(node)) {
-            nodeWatcher.addPath(node);
         }
     }
-    if (awaitedNodes.isEmpty())
-        nodeWatcher.removePaths(nodeWatcher.files() + nodeWatcher.directories());
+    const QStringList watched = nodeWatcher.files() + nodeWatcher.directories();
+    if (awaitedNodes.isEmpty() && !watched.isEmpty())
+        nodeWatcher.removePaths(watched);
 }

@@ -127,5 +127,5 @@ void Modbus::getData()
 
 void Modbus::bytesWritten(qint64 bytes)
 {
-    qDebug().nospace() << bytes << " bytes written...";
+    qDebug("%lld bytes written...", bytes);
 }

@@ -13,8 +13,7 @@ constexpr std::ios_base::openmode CreateEmpty = std::ios::binary | std::ios::out
 
 } // namespace
 
-ImageFile::ImageFile(std::string path)
-    : fileName(std::move(path))
+ImageFile::ImageFile(std::string path) : fileName(std::move(path))
 {
     if (!fileName.empty())
         file.open(fileName, CreateEmpty);

@@ -33,11 +33,11 @@ public:
 
     struct Counts
     {
-        std::uint64_t frames = 0;       ///< transmissions, copies included
-        std::uint64_t good = 0;         ///< frames whose block went into the image
-        std::uint64_t damaged = 0;      ///< wrong size, sync, CRC or closing bytes
-        std::uint64_t duplicates = 0;   ///< further good copies of the frame taken last
-        std::uint64_t outOfOrder = 0;   ///< good, but neither the last nor the next number; dropped
+        std::uint64_t frames = 0;     ///< transmissions, copies included
+        std::uint64_t good = 0;       ///< frames whose block went into the image
+        std::uint64_t damaged = 0;    ///< wrong size, sync, CRC or closing bytes
+        std::uint64_t duplicates = 0; ///< further good copies of the frame taken last
+        std::uint64_t outOfOrder = 0; ///< good, but neither the last nor the next number; dropped
     };
 
     Outcome receive(std::span<const std::uint8_t> transmission);
@@ -52,8 +52,8 @@ private:
 
     std::vector<std::uint8_t> received;
     Counts tally;
-    int lastNumber = -1;  // none yet
-    int goodCopies = 0;   // of the frame taken last
+    int lastNumber = -1; // none yet
+    int goodCopies = 0;  // of the frame taken last
 };
 
 } // namespace simulator

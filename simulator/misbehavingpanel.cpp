@@ -6,8 +6,7 @@
 namespace simulator {
 
 MisbehavingPanel::MisbehavingPanel(std::uint8_t address, const Misbehaviour &misbehaviour)
-    : panel(address),
-      faults(misbehaviour)
+    : panel(address), faults(misbehaviour)
 {
 }
 
@@ -15,10 +14,10 @@ Schedule MisbehavingPanel::answer(ByteView request)
 {
     const PanelModel::Hearing hearing = panel.hearing(request);
     const bool forThisPanel =
-            hearing == PanelModel::Hearing::Addressed || hearing == PanelModel::Hearing::Broadcast;
+        hearing == PanelModel::Hearing::Addressed || hearing == PanelModel::Hearing::Broadcast;
     // A request that carries no record counts as the one that would come next.
-    const std::uint32_t recordIndex = recordNumber(request).value_or(
-            static_cast<std::uint16_t>(panel.nextRecord()));
+    const std::uint32_t recordIndex =
+        recordNumber(request).value_or(static_cast<std::uint16_t>(panel.nextRecord()));
     const bool lost = losesRecord(faults, recordIndex);
     const std::uint64_t exceptionsBefore = panel.counts().exceptions;
 

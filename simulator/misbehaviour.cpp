@@ -7,16 +7,16 @@ namespace simulator {
 
 namespace {
 
-constexpr std::uint64_t BitsPerByte = 10;  // start bit, 8 data bits, stop bit
+constexpr std::uint64_t BitsPerByte = 10; // start bit, 8 data bits, stop bit
 constexpr std::uint64_t BaudRate = 9600;
 constexpr std::uint64_t UsPerSecond = 1'000'000;
 constexpr std::uint64_t UsPerMs = 1000;
-constexpr std::uint64_t FifoTimeoutBytes = 4;  // a UART hands over a part-full FIFO when idle so long
-constexpr std::uint64_t HangUpPauseUs = 50'000;  // a terminal that is hung up drops what was not read yet
+constexpr std::uint64_t FifoTimeoutBytes = 4;   // a UART hands over a part-full FIFO when idle so long
+constexpr std::uint64_t HangUpPauseUs = 50'000; // a terminal that is hung up drops what was not read yet
 constexpr std::uint8_t ExceptionBit = 0x80;
 constexpr std::uint8_t TrailingByte = 0x5A;
 constexpr std::uint8_t EndlessByteCount = 0xFF;
-constexpr std::size_t HeaderBytes = 2;  // address, function
+constexpr std::size_t HeaderBytes = 2; // address, function
 constexpr std::size_t CrcBytes = 2;
 
 constexpr std::uint64_t lineTimeUs(std::uint64_t bytes)
@@ -70,7 +70,7 @@ Bytes faultyReply(const Bytes &reply, const Bytes &replyBefore, const Misbehavio
     return faulty;
 }
 
-using Times = std::vector<std::uint64_t>;  // one per byte, in microseconds from the start of the reply
+using Times = std::vector<std::uint64_t>; // one per byte, in microseconds from the start of the reply
 
 // When the last bit of each byte has passed over the line; all zero when nothing imitates a line's speed.
 Times arrivalTimes(std::size_t size, bool onALine, std::optional<std::size_t> gapAfter, std::uint64_t gapUs)
@@ -109,8 +109,8 @@ void holdForLatencyTimer(Times &times, std::uint64_t periodUs)
 
 Times deliveryTimes(std::size_t size, const Misbehaviour &misbehaviour, bool faulty, bool pacing)
 {
-    const bool onALine = pacing
-            && (misbehaviour.paced || misbehaviour.burstBytes != 0 || misbehaviour.latencyMs != 0);
+    const bool onALine =
+        pacing && (misbehaviour.paced || misbehaviour.burstBytes != 0 || misbehaviour.latencyMs != 0);
     Times times = arrivalTimes(size, onALine, faulty ? misbehaviour.splitAfter : std::nullopt,
                                misbehaviour.splitGapMs * UsPerMs);
     if (pacing && misbehaviour.burstBytes != 0)
@@ -144,8 +144,8 @@ bool isFaulty(const Misbehaviour &misbehaviour, std::uint32_t recordIndex)
 
 bool losesRecord(const Misbehaviour &misbehaviour, std::uint32_t recordIndex)
 {
-    return isFaulty(misbehaviour, recordIndex)
-            && (misbehaviour.silent || misbehaviour.hangUp || misbehaviour.exceptionCode.has_value());
+    return isFaulty(misbehaviour, recordIndex) &&
+           (misbehaviour.silent || misbehaviour.hangUp || misbehaviour.exceptionCode.has_value());
 }
 
 Schedule planReply(const Bytes &reply, const Bytes &replyBefore, const Misbehaviour &misbehaviour,

@@ -22,37 +22,37 @@ struct Misbehaviour
 
     // What the reply holds. Of those that contradict each other, the one listed first wins.
     bool silent = false;
-    bool hangUp = false;                          ///< the line closes; before a reply, or after `cutTo` bytes
+    bool hangUp = false; ///< the line closes; before a reply, or after `cutTo` bytes
     std::optional<std::uint8_t> exceptionCode;
-    std::optional<std::size_t> oversizeTo;        ///< a reply of so many bytes that no byte count announces
-    bool echoBefore = false;                      ///< the reply before instead of this one
+    std::optional<std::size_t> oversizeTo; ///< a reply of so many bytes that no byte count announces
+    bool echoBefore = false;               ///< the reply before instead of this one
     CrcFlip flipCrc = CrcFlip::None;
-    std::optional<std::size_t> cutTo;             ///< only the first so many bytes
-    std::size_t trailing = 0;                     ///< so many more bytes behind the reply
+    std::optional<std::size_t> cutTo; ///< only the first so many bytes
+    std::size_t trailing = 0;         ///< so many more bytes behind the reply
 
     // When it comes.
-    std::uint32_t answerMs = 0;                   ///< the panel's own answering time; holds for every record
+    std::uint32_t answerMs = 0; ///< the panel's own answering time; holds for every record
     std::uint32_t lateMs = 0;
-    std::optional<std::size_t> splitAfter;        ///< a gap behind so many bytes
+    std::optional<std::size_t> splitAfter; ///< a gap behind so many bytes
     std::uint32_t splitGapMs = 30;
 
     // How it is handed over; at most one of the three.
-    bool paced = false;                           ///< each byte as it ends on a 9600 baud line
-    std::size_t burstBytes = 0;                   ///< as a UART with this trigger level does at 9600 baud
-    std::uint32_t latencyMs = 0;                  ///< as a USB converter with this latency timer does
+    bool paced = false;          ///< each byte as it ends on a 9600 baud line
+    std::size_t burstBytes = 0;  ///< as a UART with this trigger level does at 9600 baud
+    std::uint32_t latencyMs = 0; ///< as a USB converter with this latency timer does
 };
 
 struct Burst
 {
-    std::uint64_t delayBeforeUs = 0;  ///< from the burst before; the first one's from the request's end
+    std::uint64_t delayBeforeUs = 0; ///< from the burst before; the first one's from the request's end
     Bytes bytes;
 };
 
 struct Schedule
 {
     std::vector<Burst> bursts;
-    bool hangUp = false;               ///< close the line after the bursts
-    std::uint64_t hangUpDelayUs = 0;   ///< counted from the last burst
+    bool hangUp = false;             ///< close the line after the bursts
+    std::uint64_t hangUpDelayUs = 0; ///< counted from the last burst
 };
 
 /// True when the faults of `misbehaviour` hold for a request that writes record `recordIndex`.

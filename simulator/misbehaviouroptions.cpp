@@ -11,9 +11,9 @@ namespace simulator {
 namespace {
 
 constexpr std::uint32_t LargestRecord = 65535;
-constexpr std::uint32_t LargestByteNumber = 4000;  // a pseudo-terminal holds 4095 unread bytes
+constexpr std::uint32_t LargestByteNumber = 4000; // a pseudo-terminal holds 4095 unread bytes
 constexpr std::uint32_t LargestMs = 600'000;
-constexpr std::uint32_t SmallestOversize = 5;      // address, function, byte count, CRC
+constexpr std::uint32_t SmallestOversize = 5; // address, function, byte count, CRC
 constexpr std::uint32_t LargestFifoBytes = 256;
 
 using M = Misbehaviour;
@@ -93,8 +93,8 @@ std::string applyMisbehaviour(Misbehaviour &misbehaviour, std::string_view name,
     }
     const std::optional<std::uint32_t> number = parseNumber(value);
     if (!number || *number < option->lowest || *number > option->highest) {
-        return '"' + std::string(name) + "\" needs a number from " + std::to_string(option->lowest) + " to "
-                + std::to_string(option->highest) + ", not \"" + std::string(value) + '"';
+        return '"' + std::string(name) + "\" needs a number from " + std::to_string(option->lowest) + " to " +
+               std::to_string(option->highest) + ", not \"" + std::string(value) + '"';
     }
     option->apply(misbehaviour, *number);
     return {};
@@ -102,8 +102,8 @@ std::string applyMisbehaviour(Misbehaviour &misbehaviour, std::string_view name,
 
 std::string contradiction(const Misbehaviour &misbehaviour)
 {
-    const int pacings = (misbehaviour.paced ? 1 : 0) + (misbehaviour.burstBytes != 0 ? 1 : 0)
-            + (misbehaviour.latencyMs != 0 ? 1 : 0);
+    const int pacings = (misbehaviour.paced ? 1 : 0) + (misbehaviour.burstBytes != 0 ? 1 : 0) +
+                        (misbehaviour.latencyMs != 0 ? 1 : 0);
     if (pacings > 1)
         return "only one of \"paced\", \"bursts\" and \"latency-ms\" can be chosen";
     return {};

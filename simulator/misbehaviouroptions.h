@@ -15,7 +15,7 @@ namespace simulator {
 struct MisbehaviourOption
 {
     std::string_view name;
-    std::string_view valueName;  ///< empty for a switch, which takes no value
+    std::string_view valueName; ///< empty for a switch, which takes no value
     std::string_view help;
     std::uint32_t lowest;
     std::uint32_t highest;

@@ -56,7 +56,7 @@ private:
     const StopSignal &stopSignal;
     ImageFile &imageFile;
     MisbehavingPanel simulated;
-    Bytes pending;  // bytes that have arrived and are no whole request yet
+    Bytes pending; // bytes that have arrived and are no whole request yet
     pid_t parent;
     Clock::time_point started;
     std::optional<Clock::time_point> exchangeEnded;

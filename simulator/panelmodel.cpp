@@ -20,10 +20,10 @@ constexpr std::uint8_t IllegalDataValue = 3;
 
 constexpr std::size_t CrcBytes = 2;
 constexpr std::size_t ShortestFrameBytes = 4;
-constexpr std::size_t RecordHeaderBytes = 7;       // reference type, file, record, length in registers
-constexpr std::size_t WritePrefixBytes = 3;        // address, function, byte count
+constexpr std::size_t RecordHeaderBytes = 7; // reference type, file, record, length in registers
+constexpr std::size_t WritePrefixBytes = 3;  // address, function, byte count
 constexpr std::size_t ShortestByteCount = RecordHeaderBytes + 2;
-constexpr std::size_t LongestByteCount = 0xFB;     // a frame holds at most 256 bytes
+constexpr std::size_t LongestByteCount = 0xFB; // a frame holds at most 256 bytes
 constexpr std::size_t IdentificationRequestBytes = 7;
 constexpr std::uint8_t FileReferenceType = 6;
 constexpr std::uint16_t ImageFileNumber = 0;
@@ -135,10 +135,7 @@ std::optional<std::uint16_t> recordNumber(ByteView request)
     return bigEndian(request, WritePrefixBytes + 3);
 }
 
-PanelModel::PanelModel(std::uint8_t address)
-    : ownAddress(address)
-{
-}
+PanelModel::PanelModel(std::uint8_t address) : ownAddress(address) {}
 
 PanelModel::Hearing PanelModel::hearing(ByteView request) const
 {
@@ -222,8 +219,14 @@ Bytes PanelModel::readDeviceIdentification(ByteView request) const
     const std::size_t first = object < BasicObjects.size() ? object : 0;
     const std::size_t end = code <= ExtendedStream ? BasicObjects.size() : first + 1;
     constexpr std::uint8_t NothingFollows = 0;
-    Bytes reply{request[0], request[1], request[2], code, BasicStreamAndSingleObjects,
-                NothingFollows, NothingFollows, static_cast<std::uint8_t>(end - first)};
+    Bytes reply{request[0],
+                request[1],
+                request[2],
+                code,
+                BasicStreamAndSingleObjects,
+                NothingFollows,
+                NothingFollows,
+                static_cast<std::uint8_t>(end - first)};
     for (std::size_t id = first; id < end; ++id)
         appendObject(reply, id);
     appendModbusCrc(reply);

@@ -47,12 +47,12 @@ public:
 
     struct Counts
     {
-        std::uint64_t requests = 0;       ///< every frame on the line, whoever it was for
-        std::uint64_t records = 0;        ///< records stored, repeats included
+        std::uint64_t requests = 0; ///< every frame on the line, whoever it was for
+        std::uint64_t records = 0;  ///< records stored, repeats included
         std::uint64_t badCrcs = 0;
         std::uint64_t otherAddresses = 0;
         std::uint64_t broadcasts = 0;
-        std::uint64_t exceptions = 0;     ///< requests that the panel refused
+        std::uint64_t exceptions = 0; ///< requests that the panel refused
     };
 
     explicit PanelModel(std::uint8_t address = DefaultPanelAddress);

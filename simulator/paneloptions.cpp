@@ -29,7 +29,7 @@ QCommandLineOption makeOption(std::string_view name, std::string_view help, std:
 void addOptions(QCommandLineParser &parser)
 {
     parser.setApplicationDescription(QStringLiteral(
-            "A simulated panel in its boot loader, on a pseudo-terminal. It first prints its path."));
+        "A simulated panel in its boot loader, on a pseudo-terminal. It first prints its path."));
     parser.addOption({{QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("print this text")});
     parser.addOption(makeOption("address", "the panel's Modbus address, 1 to 255 (default 80)", "number"));
     parser.addOption(makeOption("output", "keep the received image in this file, record by record", "file"));

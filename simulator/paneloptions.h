@@ -14,9 +14,9 @@ namespace simulator {
 struct PanelOptions
 {
     std::uint8_t address = DefaultPanelAddress;
-    std::string outputFile;       ///< empty: none
-    std::string linkPath;         ///< empty: none
-    std::uint32_t idleMs = 20;    ///< a gap of this length ends a request whose length the panel cannot tell
+    std::string outputFile;    ///< empty: none
+    std::string linkPath;      ///< empty: none
+    std::uint32_t idleMs = 20; ///< a gap of this length ends a request whose length the panel cannot tell
     bool log = false;
     bool exitWithParent = false;
     Misbehaviour misbehaviour;
@@ -28,7 +28,7 @@ struct ParsedCommandLine
 
     Kind kind = Kind::Run;
     PanelOptions options;
-    QString text;  ///< the help, or what is wrong
+    QString text; ///< the help, or what is wrong
 };
 
 /// `arguments` begins with the program's name.

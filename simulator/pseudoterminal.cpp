@@ -40,8 +40,7 @@ void Descriptor::reset(int number)
     value = number;
 }
 
-PseudoTerminal::PseudoTerminal()
-    : panelSide(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK))
+PseudoTerminal::PseudoTerminal() : panelSide(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK))
 {
     if (panelSide.number() < 0)
         fail("cannot open a pseudo-terminal");

@@ -49,5 +49,4 @@ int sub_rs_xfer(sub_handle handle, char *tx, int txSize, char *rx, int rxSize)
 {
     return Sub20Bus::instance(sub_errno).rsXfer(handle, tx, txSize, rx, rxSize);
 }
-
 }

@@ -45,5 +45,4 @@ SIMULATEDSUB20_EXPORT int sub_rs_timing(sub_handle handle, int flags, int txSpac
 
 /// Returns the number of bytes received, 0 for none within the reply time-out, or a negative error code.
 SIMULATEDSUB20_EXPORT int sub_rs_xfer(sub_handle handle, char *tx, int txSize, char *rx, int rxSize);
-
 }

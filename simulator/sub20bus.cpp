@@ -17,7 +17,7 @@ constexpr int BusyError = -3;
 constexpr int ArgumentError = -4;
 
 constexpr std::int64_t UsPerSecond = 1'000'000;
-constexpr std::int64_t BitsPerByte = 10;  // start bit, 8 data bits, stop bit
+constexpr std::int64_t BitsPerByte = 10; // start bit, 8 data bits, stop bit
 constexpr std::int64_t RsBaudRate = 9600;
 
 std::string join(std::string text, std::initializer_list<int> numbers)
@@ -102,8 +102,8 @@ int Sub20Bus::irConfig(void *pointer, const IrConfig &config)
         admission.handle->ir = config;
         admission.handle->irTransmissions = 0;
     }
-    const std::string call = join("sub_ir_config " + name(pointer),
-                                  {config.carrierHz, config.first, config.second, config.third});
+    const std::string call =
+        join("sub_ir_config " + name(pointer), {config.carrierHz, config.first, config.second, config.third});
     logCall(call, std::to_string(result));
     return result;
 }
@@ -164,8 +164,9 @@ int Sub20Bus::rsTiming(void *pointer, const RsTiming &timing)
     const std::lock_guard lock(mutex);
     const Admission admission = admit("sub_rs_timing", pointer);
     const int result = admission.refusal.value_or(0);
-    const std::string call = join("sub_rs_timing " + name(pointer), {timing.flags, timing.txSpacingUs,
-                                  timing.replyTimeoutUs, timing.interByteTimeoutUs});
+    const std::string call =
+        join("sub_rs_timing " + name(pointer),
+             {timing.flags, timing.txSpacingUs, timing.replyTimeoutUs, timing.interByteTimeoutUs});
     if (timing.txSpacingUs < 0 || timing.replyTimeoutUs < 0 || timing.interByteTimeoutUs < 0)
         logMisuse(call + " negative time");
     else if (!admission.refusal)
@@ -192,8 +193,8 @@ int Sub20Bus::rsXfer(void *pointer, const char *tx, int txSize, char *rx, int rx
     const PanelModel &model = simulation->panel.model();
     simulation->rsImage.follow(model.image(), model.changedFrom());
     const RsReception reception = receiveReply(schedule, handle.rs, static_cast<std::size_t>(rxSize));
-    const microseconds lineTime = rsDuration(simulation->settings.rsTime,
-                                             static_cast<std::size_t>(txSize) + reception.bytes.size());
+    const microseconds lineTime =
+        rsDuration(simulation->settings.rsTime, static_cast<std::size_t>(txSize) + reception.bytes.size());
     const bool logData = simulation->settings.logData;
     handle.busy = true;
     lock.unlock();
@@ -272,10 +273,10 @@ void *Sub20Bus::open(void *device)
     const std::string call = "sub_open " + deviceName(device);
     if (!index)
         logMisuse(call);
-    const bool taken = index && simulation->settings.exclusive
-            && std::any_of(handles.begin(), handles.end(), [index](const Handle &handle) {
-                   return handle.open && handle.adapter == *index;
-               });
+    const bool taken = index && simulation->settings.exclusive &&
+                       std::any_of(handles.begin(), handles.end(), [index](const Handle &handle) {
+                           return handle.open && handle.adapter == *index;
+                       });
     if (planned || !index || *index >= adapters() || taken) {
         if (!planned)
             fail(taken ? BusyError : NotFoundError);

@@ -67,10 +67,10 @@ private:
     struct Handle
     {
         bool open = false;
-        bool busy = false;  // a transfer is under way
+        bool busy = false; // a transfer is under way
         std::size_t adapter = 0;
         std::optional<IrConfig> ir;
-        std::uint32_t irTransmissions = 0;  // since sub_ir_config
+        std::uint32_t irTransmissions = 0; // since sub_ir_config
         RsTiming rs{0, 0, 1'000'000, 10'000};
     };
 
@@ -84,7 +84,7 @@ private:
         MisbehavingPanel panel;
         ImageFile irImage;
         ImageFile rsImage;
-        std::map<std::string, std::uint32_t> calls;  // by function name
+        std::map<std::string, std::uint32_t> calls; // by function name
         std::uint32_t transfers = 0;
         bool pulledOut = false;
     };
@@ -118,8 +118,8 @@ private:
 
     std::mutex mutex;
     int &lastError;
-    std::array<char, MostAdapters> devices{};  // their addresses are the device values
-    std::deque<Handle> handles;  // their addresses are the handle values, so none is ever removed
+    std::array<char, MostAdapters> devices{}; // their addresses are the device values
+    std::deque<Handle> handles; // their addresses are the handle values, so none is ever removed
     std::map<int, std::string> errorTexts;
     std::string environment;
     std::unique_ptr<Simulation> simulation;

@@ -41,10 +41,7 @@ Sub20Bus::Simulation::Simulation(const Sub20Settings &wanted)
 {
 }
 
-Sub20Bus::Sub20Bus(int &errorVariable)
-    : lastError(errorVariable)
-{
-}
+Sub20Bus::Sub20Bus(int &errorVariable) : lastError(errorVariable) {}
 
 Sub20Bus &Sub20Bus::instance(int &errorVariable)
 {
@@ -150,12 +147,12 @@ void Sub20Bus::logCounts()
         return std::string(" ") + key + "=" + std::to_string(count);
     };
     const IrReceiver::Counts &ir = simulation->receiver.counts();
-    logLine("infrared" + entry("frames", ir.frames) + entry("good", ir.good) + entry("damaged", ir.damaged)
-            + entry("duplicates", ir.duplicates) + entry("out-of-order", ir.outOfOrder));
+    logLine("infrared" + entry("frames", ir.frames) + entry("good", ir.good) + entry("damaged", ir.damaged) +
+            entry("duplicates", ir.duplicates) + entry("out-of-order", ir.outOfOrder));
     const PanelModel::Counts rs = simulation->panel.counts();
-    logLine("modbus" + entry("requests", rs.requests) + entry("records", rs.records)
-            + entry("bad-crc", rs.badCrcs) + entry("other-address", rs.otherAddresses)
-            + entry("broadcasts", rs.broadcasts) + entry("exceptions", rs.exceptions));
+    logLine("modbus" + entry("requests", rs.requests) + entry("records", rs.records) +
+            entry("bad-crc", rs.badCrcs) + entry("other-address", rs.otherAddresses) +
+            entry("broadcasts", rs.broadcasts) + entry("exceptions", rs.exceptions));
 }
 
 // The file is opened anew each time, so that it is complete at every moment and may be removed in between.

@@ -154,7 +154,7 @@ bool readMisbehaviour(Text text, Settings &settings)
 
 struct Variable
 {
-    Text name;  // without the prefix
+    Text name; // without the prefix
     bool (*read)(Text text, Settings &settings);
 };
 

@@ -14,37 +14,37 @@ namespace simulator {
 /// From which call on a function fails, and how.
 struct PlannedFailure
 {
-    std::uint32_t fromCall = 1;  ///< counted from 1
-    int result = 0;              ///< what the function returns; one that returns a pointer returns null
-    int error = 0;               ///< what sub_errno then holds
+    std::uint32_t fromCall = 1; ///< counted from 1
+    int result = 0;             ///< what the function returns; one that returns a pointer returns null
+    int error = 0;              ///< what sub_errno then holds
 };
 
 /// From which transfer on the adapter is gone.
 struct PulledOut
 {
-    std::uint32_t atTransfer = 1;  ///< counted from 1 over both kinds of transfers
+    std::uint32_t atTransfer = 1; ///< counted from 1 over both kinds of transfers
     int error = 0;
 };
 
 /// One or all frames of an infrared upload, and which of the three copies.
 struct CopyOfFrame
 {
-    std::optional<std::uint32_t> frame;  ///< counted from 0; empty: every frame
-    std::uint32_t copy = 1;              ///< 1 to 3
+    std::optional<std::uint32_t> frame; ///< counted from 0; empty: every frame
+    std::uint32_t copy = 1;             ///< 1 to 3
 };
 
 /// How long a transfer takes.
 struct TransferTime
 {
-    bool real = false;     ///< as long as the bytes need on the carrier or the line
-    std::uint32_t ms = 0;  ///< otherwise so long
+    bool real = false;    ///< as long as the bytes need on the carrier or the line
+    std::uint32_t ms = 0; ///< otherwise so long
 };
 
 /// What the environment asks of the simulated adapter library.
 struct Sub20Settings
 {
     std::uint32_t adapters = 1;
-    std::string adaptersFile;  ///< holds the number of adapters; stands above `adapters`
+    std::string adaptersFile; ///< holds the number of adapters; stands above `adapters`
     std::uint8_t address = DefaultPanelAddress;
     std::string irImageFile;
     std::string rsImageFile;
@@ -58,9 +58,9 @@ struct Sub20Settings
     std::optional<PulledOut> pulledOut;
     std::vector<CopyOfFrame> lostCopies;
     std::vector<CopyOfFrame> damagedCopies;
-    std::map<std::string, PlannedFailure> failures;  // by function name
+    std::map<std::string, PlannedFailure> failures; // by function name
     Misbehaviour misbehaviour;
-    std::vector<std::string> problems;  ///< one text per variable that makes no sense; it then has no effect
+    std::vector<std::string> problems; ///< one text per variable that makes no sense; it then has no effect
 };
 
 /// Number of adapters that can be plugged in at once.

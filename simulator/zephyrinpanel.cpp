@@ -18,8 +18,7 @@ constexpr int ExitWrongCommandLine = 2;
 class DeviceLink
 {
 public:
-    DeviceLink(const std::string &target, const std::string &path)
-        : link(path)
+    DeviceLink(const std::string &target, const std::string &path) : link(path)
     {
         if (path.empty())
             return;

@@ -16,6 +16,8 @@ void MainWindow::reportError(const QString &errTxt)
     }
     errorTold = true;
     qDebug().noquote() << errTxt;
+    if (closing)
+        return;
     QMessageBox box(QMessageBox::Critical, QString(), tr("Error:"), QMessageBox::Close);
     box.setInformativeText(errTxt);
     // A file name is shown as it stands, even one that looks like markup. The box has no call for that.

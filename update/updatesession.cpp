@@ -180,7 +180,8 @@ void MainWindow::waitForLoader()
     try {
         watcher.waitForFinished();
     } catch (...) {
-        qDebug("thread canceled with error"); // what the loader threw has no window left to end
+        if (sessionOpen) // what the loader threw has no window left to end
+            qDebug("thread canceled with error");
     }
     releaseAdapter();
 }

@@ -1,0 +1,485 @@
+// SPDX-License-Identifier: MIT
+#include "connections/udevmonitor.h"
+
+#include "tests/support/mockdevices.h"
+#include "tests/support/nothingtoopen.h"
+#include "tests/support/testcase.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSignalSpy>
+
+#include <unistd.h>
+
+#include <memory>
+
+namespace {
+
+constexpr quint16 ConverterVendorId = 0x0403;
+constexpr quint16 AdapterVendorId = 0x04D8;
+constexpr quint16 AdapterProductId = 0xFFC3;
+/// Of a device whose notices tell that everything before it has been told.
+constexpr quint16 LastVendorId = 0x1D6B;
+constexpr uid_t OrdinaryUser = 65534;
+
+const QString NodeName = QStringLiteral("/dev/bus/usb/001/007");
+const QString OtherNodeName = QStringLiteral("/dev/bus/usb/001/008");
+const QFile::Permissions Readable = QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther;
+const QFile::Permissions Writable = QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther;
+const QFile::Permissions Usable = Readable | Writable;
+const QFile::Permissions Open =
+    Readable | QFile::WriteOwner | QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther;
+
+/// A monitor that listens, and what it has told so far.
+class Listener
+{
+public:
+    Listener() { QVERIFY(monitor.start()); }
+
+    /// Words such as "+04d8" for an arrival and "-0403" for a removal.
+    QStringList notices() const
+    {
+        QStringList words;
+        for (const QList<QVariant> &notice : spy) {
+            const bool arrival = notice[0].value<UsbNotice>() == UsbNotice::Arrival;
+            words += QStringLiteral("%1%2")
+                         .arg(QLatin1Char(arrival ? '+' : '-'))
+                         .arg(notice[1].toUInt(), 4, 16, QLatin1Char('0'));
+        }
+        return words;
+    }
+
+private:
+    UdevMonitor monitor{nullptr};
+    QSignalSpy spy{&monitor, &UdevMonitor::noticed};
+};
+
+/// While it lives, files are as usable as an ordinary user finds them, although the test may run as root.
+class AsOrdinaryUser
+{
+public:
+    AsOrdinaryUser()
+    {
+        // The folder of the made-up devices is its owner's alone.
+        QVERIFY(QFile::setPermissions(MockDevices::root(), Open));
+        if (::geteuid() == 0)
+            QCOMPARE(::setreuid(OrdinaryUser, 0), 0);
+    }
+    ~AsOrdinaryUser()
+    {
+        if (::geteuid() == 0)
+            static_cast<void>(::setreuid(0, 0));
+    }
+    AsOrdinaryUser(const AsOrdinaryUser &) = delete;
+    AsOrdinaryUser &operator=(const AsOrdinaryUser &) = delete;
+};
+
+QStringList text(const std::initializer_list<const char *> &words)
+{
+    QStringList list;
+    for (const char *const word : words)
+        list += QString::fromLatin1(word);
+    return list;
+}
+
+/// What udev knows of a USB device; its node may be empty.
+QStringList adapterProperties(const QString &node, const char *vendorId = "04d8")
+{
+    QStringList properties = text({"DEVTYPE", "usb_device", "ID_VENDOR_ID", vendorId});
+    if (!node.isEmpty())
+        properties << QStringLiteral("DEVNAME") << node;
+    return properties;
+}
+
+void makeNode(const QString &name, QFile::Permissions permissions)
+{
+    QFile file(MockDevices::root() + name);
+    QVERIFY(file.open(QIODevice::WriteOnly, permissions));
+    QVERIFY(file.setPermissions(permissions)); // whatever the user's mask
+}
+
+} // namespace
+
+class UdevMonitorTest : public TestCase
+{
+    Q_OBJECT
+
+private slots:
+    void vendorId_data();
+    void vendorId();
+    void removedDeviceIsKnownByWhatTheKernelTells();
+    void vendorIdOfTheAdapterThatThePortHangsOn();
+    void ignored_data();
+    void ignored();
+    void ignoredActions_data();
+    void ignoredActions();
+
+    void portIsToldAMomentAfterItsDevice();
+    void removalIsToldForThePortAndItsDevice();
+    void manyAtOnceAreToldInTheirOrder();
+    void everyMonitorIsTold();
+    void nothingIsToldBeforeTheStart();
+    void deviceLeavesWhileNobodyListensAnyMore();
+
+    void usableNodeIsToldOnce();
+    void missingNodeIsToldAgainWhenItAppears();
+    void unusableNodeIsToldAgainWhenItsPermissionsAreSet_data();
+    void unusableNodeIsToldAgainWhenItsPermissionsAreSet();
+    void nodeThatAppearsWithoutPermissionsIsFollowed();
+    void eachNodeIsFollowedByItself();
+    void nodeThatAppearsAfterTheRemovalIsNotTold();
+    void nodesAreFollowedAgainTheNextTime();
+    void theirFolderMayGoToo();
+    void nodesOfOtherDevicesAreNotFollowed();
+
+    void withoutDeviceManager();
+
+private:
+    static void waitForAll(MockDevices &devices, const Listener &listener, const QStringList &expected);
+    static void prepareNodeFolder();
+};
+
+/// Compares what was told with what was `expected`, when there is no more to come.
+void UdevMonitorTest::waitForAll(MockDevices &devices, const Listener &listener, const QStringList &expected)
+{
+    devices.addUsbDevice(LastVendorId, 1);
+    QTRY_COMPARE(listener.notices(), expected + QStringList(QStringLiteral("+1d6b")));
+}
+
+void UdevMonitorTest::prepareNodeFolder()
+{
+    QVERIFY(QDir().mkpath(MockDevices::root() + QStringLiteral("/dev/bus/usb/001")));
+}
+
+void UdevMonitorTest::vendorId_data()
+{
+    QTest::addColumn<QString>("subsystem");
+    QTest::addColumn<QStringList>("properties");
+    QTest::addColumn<QString>("told");
+    const auto row = [](const char *name, const char *subsystem, const QStringList &properties,
+                        const char *told) {
+        QTest::newRow(name) << QString::fromLatin1(subsystem) << properties << QString::fromLatin1(told);
+    };
+    row("udev's vendor", "usb", text({"DEVTYPE", "usb_device", "ID_VENDOR_ID", "04d8"}), "04d8");
+    row("capitals", "usb", text({"DEVTYPE", "usb_device", "ID_VENDOR_ID", "ABCD"}), "abcd");
+    row("the kernel's product", "usb", text({"DEVTYPE", "usb_device", "PRODUCT", "4d8/ffc3/100"}), "04d8");
+    row("a short vendor id", "usb", text({"DEVTYPE", "usb_device", "PRODUCT", "1/ffc3/100"}), "0001");
+    row("both, udev's first", "usb",
+        text({"DEVTYPE", "usb_device", "PRODUCT", "403/6001/600", "ID_VENDOR_ID", "067b"}), "067b");
+    row("serial port", "tty", text({"DEVNAME", "/dev/ttyUSB0", "ID_VENDOR_ID", "0403"}), "0403");
+}
+
+void UdevMonitorTest::vendorId()
+{
+    QFETCH(const QString, subsystem);
+    QFETCH(const QStringList, properties);
+    QFETCH(const QString, told);
+    MockDevices devices;
+    const Listener listener;
+    const QString id =
+        devices.addPlainDevice(subsystem.toLatin1().constData(), QStringLiteral("it"), {}, properties);
+    QTRY_COMPARE(listener.notices(), QStringList(u'+' + told));
+    devices.remove(id);
+    waitForAll(devices, listener, {u'+' + told, u'-' + told});
+}
+
+void UdevMonitorTest::removedDeviceIsKnownByWhatTheKernelTells()
+{
+    MockDevices devices;
+    const QString id = devices.addPlainDevice("usb", QStringLiteral("9-1"), {},
+                                              text({"DEVTYPE", "usb_device", "PRODUCT", "4d8/ffc3/100"}));
+    const Listener listener;
+    devices.remove(id);
+    QTRY_COMPARE(listener.notices(), text({"-04d8"}));
+}
+
+void UdevMonitorTest::vendorIdOfTheAdapterThatThePortHangsOn()
+{
+    MockDevices devices;
+    const QString device = devices.addPlainDevice(
+        "usb", QStringLiteral("9-1"), {}, text({"DEVTYPE", "usb_device"}), text({"idVendor", "0403"}));
+    const QString interface =
+        devices.addPlainDevice("usb", QStringLiteral("9-1:1.0"), device, text({"DEVTYPE", "usb_interface"}));
+    const Listener listener;
+    devices.addPlainDevice("tty", QStringLiteral("ttyUSB0"), interface, text({"DEVNAME", "/dev/ttyUSB0"}));
+    waitForAll(devices, listener, text({"+0403"}));
+}
+
+void UdevMonitorTest::ignored_data()
+{
+    QTest::addColumn<QString>("subsystem");
+    QTest::addColumn<QStringList>("properties");
+    const auto row = [](const char *name, const char *subsystem, const QStringList &properties) {
+        QTest::newRow(name) << QString::fromLatin1(subsystem) << properties;
+    };
+    row("interface of a USB device", "usb",
+        text({"DEVTYPE", "usb_interface", "PRODUCT", "4d8/ffc3/100", "ID_VENDOR_ID", "04d8"}));
+    row("keyboard", "hidraw", text({"ID_VENDOR_ID", "04d8"}));
+    row("network", "net", text({"ID_VENDOR_ID", "04d8"}));
+    row("memory stick", "block", text({"DEVTYPE", "disk", "ID_VENDOR_ID", "04d8"}));
+    row("built-in serial port", "tty", text({"DEVNAME", "/dev/ttyS0"}));
+    row("USB device without vendor", "usb", text({"DEVTYPE", "usb_device"}));
+    row("vendor that is no number", "usb", text({"DEVTYPE", "usb_device", "ID_VENDOR_ID", "vendor"}));
+    row("vendor 0", "usb", text({"DEVTYPE", "usb_device", "ID_VENDOR_ID", "0000"}));
+    row("vendor of more than 32 bits", "usb", text({"DEVTYPE", "usb_device", "ID_VENDOR_ID", "1000004d8"}));
+    row("product that is no number", "usb", text({"DEVTYPE", "usb_device", "PRODUCT", "x/y/z"}));
+    row("product without vendor", "usb", text({"DEVTYPE", "usb_device", "PRODUCT", "/ffc3/100"}));
+}
+
+void UdevMonitorTest::ignored()
+{
+    QFETCH(const QString, subsystem);
+    QFETCH(const QStringList, properties);
+    MockDevices devices;
+    const Listener listener;
+    const QString id =
+        devices.addPlainDevice(subsystem.toLatin1().constData(), QStringLiteral("it"), {}, properties);
+    devices.remove(id);
+    waitForAll(devices, listener, {});
+}
+
+void UdevMonitorTest::ignoredActions_data()
+{
+    QTest::addColumn<QString>("action");
+    for (const char *const action : {"change", "bind", "unbind", "move", "online", "offline"})
+        QTest::newRow(action) << QString::fromLatin1(action);
+}
+
+void UdevMonitorTest::ignoredActions()
+{
+    QFETCH(const QString, action);
+    MockDevices devices;
+    const QString id = devices.addUsbDevice(AdapterVendorId, AdapterProductId);
+    const Listener listener;
+    devices.tell(id, action);
+    waitForAll(devices, listener, {});
+}
+
+void UdevMonitorTest::portIsToldAMomentAfterItsDevice()
+{
+    MockDevices devices;
+    const Listener listener;
+    const QString id = devices.addUsbDevice(ConverterVendorId, 0x6001);
+    QTRY_COMPARE(listener.notices(), text({"+0403"}));
+    devices.addPortOf(id, QStringLiteral("ttyUSB0"), QStringLiteral("Converter"));
+    waitForAll(devices, listener, text({"+0403", "+0403"}));
+}
+
+void UdevMonitorTest::removalIsToldForThePortAndItsDevice()
+{
+    MockDevices devices;
+    const QString id =
+        devices.addSerialPort(QStringLiteral("ttyUSB0"), QStringLiteral("Converter"), ConverterVendorId);
+    const Listener listener;
+    devices.remove(id);
+    waitForAll(devices, listener, text({"-0403", "-0403"}));
+}
+
+void UdevMonitorTest::manyAtOnceAreToldInTheirOrder()
+{
+    constexpr quint16 Devices = 50;
+    MockDevices devices;
+    const Listener listener;
+    QStringList expected;
+    for (quint16 vendorId = 0x1001; vendorId <= 0x1000 + Devices; ++vendorId) {
+        devices.remove(devices.addUsbDevice(vendorId, 1));
+        expected << QStringLiteral("+%1").arg(vendorId, 4, 16) << QStringLiteral("-%1").arg(vendorId, 4, 16);
+    }
+    waitForAll(devices, listener, expected);
+}
+
+void UdevMonitorTest::everyMonitorIsTold()
+{
+    MockDevices devices;
+    const Listener first;
+    const Listener second;
+    devices.addUsbDevice(AdapterVendorId, AdapterProductId);
+    QTRY_COMPARE(first.notices(), text({"+04d8"}));
+    QTRY_COMPARE(second.notices(), text({"+04d8"}));
+}
+
+void UdevMonitorTest::nothingIsToldBeforeTheStart()
+{
+    MockDevices devices;
+    UdevMonitor monitor(nullptr);
+    const QSignalSpy spy(&monitor, &UdevMonitor::noticed);
+    const Listener listener;
+    devices.addUsbDevice(AdapterVendorId, AdapterProductId);
+    QTRY_COMPARE(listener.notices(), text({"+04d8"}));
+    QVERIFY(spy.isEmpty());
+}
+
+void UdevMonitorTest::deviceLeavesWhileNobodyListensAnyMore()
+{
+    MockDevices devices;
+    auto gone = std::make_unique<Listener>();
+    const QString id = devices.addUsbDevice(AdapterVendorId, AdapterProductId);
+    gone.reset(); // with a notice that it has not looked at
+    const Listener listener;
+    devices.remove(id);
+    waitForAll(devices, listener, text({"-04d8"}));
+}
+
+void UdevMonitorTest::usableNodeIsToldOnce()
+{
+    MockDevices devices;
+    const AsOrdinaryUser user;
+    prepareNodeFolder();
+    makeNode(NodeName, Usable);
+    const Listener listener;
+    devices.addPlainDevice("usb", QStringLiteral("9-1"), {}, adapterProperties(NodeName));
+    QTRY_COMPARE(listener.notices(), text({"+04d8"}));
+    makeNode(OtherNodeName, Usable);
+    QVERIFY(QFile::setPermissions(MockDevices::root() + NodeName, Readable));
+    waitForAll(devices, listener, text({"+04d8"}));
+}
+
+void UdevMonitorTest::missingNodeIsToldAgainWhenItAppears()
+{
+    MockDevices devices;
+    const AsOrdinaryUser user;
+    prepareNodeFolder();
+    const Listener listener;
+    devices.addPlainDevice("usb", QStringLiteral("9-1"), {}, adapterProperties(NodeName));
+    QTRY_COMPARE(listener.notices(), text({"+04d8"}));
+    makeNode(NodeName, Usable);
+    QTRY_COMPARE(listener.notices(), text({"+04d8", "+04d8"}));
+    QVERIFY(QFile::setPermissions(MockDevices::root() + NodeName, Readable));
+    makeNode(OtherNodeName, Usable);
+    waitForAll(devices, listener, text({"+04d8", "+04d8"}));
+}
+
+void UdevMonitorTest::unusableNodeIsToldAgainWhenItsPermissionsAreSet_data()
+{
+    QTest::addColumn<QFile::Permissions>("before");
+    QTest::newRow("neither read nor written") << QFile::Permissions();
+    QTest::newRow("only read") << Readable;
+    QTest::newRow("only written") << Writable;
+}
+
+void UdevMonitorTest::unusableNodeIsToldAgainWhenItsPermissionsAreSet()
+{
+    QFETCH(const QFile::Permissions, before);
+    MockDevices devices;
+    const AsOrdinaryUser user;
+    prepareNodeFolder();
+    makeNode(NodeName, before);
+    const Listener listener;
+    devices.addPlainDevice("usb", QStringLiteral("9-1"), {}, adapterProperties(NodeName));
+    QTRY_COMPARE(listener.notices(), text({"+04d8"}));
+    QVERIFY(QFile::setPermissions(MockDevices::root() + NodeName, Usable));
+    QTRY_COMPARE(listener.notices(), text({"+04d8", "+04d8"}));
+    waitForAll(devices, listener, text({"+04d8", "+04d8"}));
+}
+
+void UdevMonitorTest::nodeThatAppearsWithoutPermissionsIsFollowed()
+{
+    MockDevices devices;
+    const AsOrdinaryUser user;
+    prepareNodeFolder();
+    const Listener listener;
+    devices.addPlainDevice("usb", QStringLiteral("9-1"), {}, adapterProperties(NodeName));
+    QTRY_COMPARE(listener.notices(), text({"+04d8"}));
+    makeNode(NodeName, QFile::Permissions());
+    // The notice of another device stands behind the look at the node.
+    devices.addUsbDevice(ConverterVendorId, 1);
+    QTRY_COMPARE(listener.notices(), text({"+04d8", "+0403"}));
+    QVERIFY(QFile::setPermissions(MockDevices::root() + NodeName, Usable));
+    QTRY_COMPARE(listener.notices(), text({"+04d8", "+0403", "+04d8"}));
+}
+
+void UdevMonitorTest::eachNodeIsFollowedByItself()
+{
+    MockDevices devices;
+    const AsOrdinaryUser user;
+    prepareNodeFolder();
+    const Listener listener;
+    devices.addPlainDevice("usb", QStringLiteral("9-1"), {}, adapterProperties(NodeName));
+    devices.addPlainDevice("usb", QStringLiteral("9-2"), {}, adapterProperties(OtherNodeName));
+    QTRY_COMPARE(listener.notices(), text({"+04d8", "+04d8"}));
+    makeNode(OtherNodeName, Usable);
+    QTRY_COMPARE(listener.notices(), text({"+04d8", "+04d8", "+04d8"}));
+    makeNode(NodeName, Usable);
+    QTRY_COMPARE(listener.notices(), text({"+04d8", "+04d8", "+04d8", "+04d8"}));
+    waitForAll(devices, listener, text({"+04d8", "+04d8", "+04d8", "+04d8"}));
+}
+
+void UdevMonitorTest::nodeThatAppearsAfterTheRemovalIsNotTold()
+{
+    MockDevices devices;
+    const AsOrdinaryUser user;
+    prepareNodeFolder();
+    const Listener listener;
+    const QString id = devices.addPlainDevice("usb", QStringLiteral("9-1"), {}, adapterProperties(NodeName));
+    devices.remove(id);
+    QTRY_COMPARE(listener.notices(), text({"+04d8", "-04d8"}));
+    makeNode(NodeName, Usable);
+    waitForAll(devices, listener, text({"+04d8", "-04d8"}));
+}
+
+void UdevMonitorTest::nodesAreFollowedAgainTheNextTime()
+{
+    MockDevices devices;
+    const AsOrdinaryUser user;
+    prepareNodeFolder();
+    const Listener listener;
+    QStringList expected;
+    for (int round = 0; round < 3; ++round) {
+        const QString id =
+            devices.addPlainDevice("usb", QStringLiteral("9-1"), {}, adapterProperties(NodeName));
+        expected += QStringLiteral("+04d8");
+        QTRY_COMPARE(listener.notices(), expected);
+        makeNode(NodeName, Usable);
+        expected += QStringLiteral("+04d8");
+        QTRY_COMPARE(listener.notices(), expected);
+        QVERIFY(QFile::remove(MockDevices::root() + NodeName));
+        devices.remove(id);
+        expected += QStringLiteral("-04d8");
+        QTRY_COMPARE(listener.notices(), expected);
+    }
+    waitForAll(devices, listener, expected);
+}
+
+void UdevMonitorTest::theirFolderMayGoToo()
+{
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
+    MockDevices devices;
+    const AsOrdinaryUser user;
+    prepareNodeFolder();
+    const Listener listener;
+    const QString id = devices.addPlainDevice("usb", QStringLiteral("9-1"), {}, adapterProperties(NodeName));
+    devices.remove(id);
+    QTRY_COMPARE(listener.notices(), text({"+04d8", "-04d8"}));
+    QVERIFY(QDir(MockDevices::root() + QStringLiteral("/dev/bus")).removeRecursively());
+    waitForAll(devices, listener, text({"+04d8", "-04d8"}));
+}
+
+void UdevMonitorTest::nodesOfOtherDevicesAreNotFollowed()
+{
+    MockDevices devices;
+    const AsOrdinaryUser user;
+    prepareNodeFolder();
+    const Listener listener;
+    devices.addPlainDevice("usb", QStringLiteral("9-1"), {}, adapterProperties(NodeName, "0403"));
+    QTRY_COMPARE(listener.notices(), text({"+0403"}));
+    makeNode(NodeName, Usable);
+    waitForAll(devices, listener, text({"+0403"}));
+}
+
+void UdevMonitorTest::withoutDeviceManager()
+{
+    MockDevices devices;
+    UdevMonitor monitor(nullptr);
+    const QSignalSpy spy(&monitor, &UdevMonitor::noticed);
+    {
+        const NothingToOpen limit;
+        QVERIFY(!monitor.start());
+    }
+    const Listener listener;
+    devices.addUsbDevice(AdapterVendorId, AdapterProductId);
+    QTRY_COMPARE(listener.notices(), text({"+04d8"}));
+    QVERIFY(spy.isEmpty());
+}
+
+QTEST_GUILESS_MAIN(UdevMonitorTest)
+#include "tst_udevmonitor.moc"

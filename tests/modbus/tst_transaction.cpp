@@ -1,0 +1,288 @@
+// SPDX-License-Identifier: MIT
+#include "tests/modbus/seriallink.h"
+#include "tests/support/outputcapture.h"
+#include "tests/support/panelprocess.h"
+#include "tests/support/testcase.h"
+
+#include <QElapsedTimer>
+
+#include <limits>
+
+/// How a transaction judges its reply, over a serial line.
+class TestTransaction : public TestCase
+{
+    Q_OBJECT
+
+private slots:
+    void replyIsJudged_data();
+    void replyIsJudged();
+    void recordReachesThePanel();
+    void frameOnTheWire();
+    void echoIsNotCompared();
+    void threeByteReplyIsCheckedOverItsFirstByte_data();
+    void threeByteReplyIsCheckedOverItsFirstByte();
+    void traceFlagDumpsBothFrames();
+    void replyIsDumpedBeforeItsError_data();
+    void replyIsDumpedBeforeItsError();
+    void broadcastPausesAndSucceeds();
+    void broadcastIsTakenInSilence();
+    void broadcastDoesNotLookAtAReply();
+    void readDeviceIdPrintsTheIdentity();
+    void readDeviceIdPrintsNothingOnFailure();
+    void readDeviceIdPrintsNothingForABroadcast();
+    void refusedLengthSendsNothing_data();
+    void refusedLengthSendsNothing();
+};
+
+namespace {
+
+const QByteArray FirstChunk = QByteArray::fromHex("01152706000000000010"
+                                                  "000102030405060708090A0B0C0D0E0F"
+                                                  "101112131415161718191A1B1C1D1E1F"
+                                                  "1F71");
+
+} // namespace
+
+void TestTransaction::replyIsJudged_data()
+{
+    QTest::addColumn<QString>("misbehaviour");
+    QTest::addColumn<int>("result");
+    QTest::addColumn<QString>("text");
+
+    const auto row = [](const char *misbehaviour, int result, const char *text = "") {
+        QTest::newRow(*misbehaviour != '\0' ? misbehaviour : "good reply")
+            << QString::fromLatin1(misbehaviour) << result << QString::fromLatin1(text);
+    };
+    row("", 0);
+    row("--exception 1", 40, "Modbus Exception: Illegal Function");
+    row("--exception 2", 40, "Modbus Exception: Illegal Data Address");
+    row("--exception 3", 40, "Modbus Exception: Illegal Data Value");
+    row("--exception 4", 40, "Modbus Exception: Slave Device Failure");
+    row("--exception 0x0B", 40, "Modbus Exception: 11 - Unknown");
+    row("--exception 2 --flip-crc", 104, "CRC error");
+    row("--flip-crc", 104, "CRC error");
+    row("--flip-crc-low", 104, "CRC error");
+    row("--flip-crc-high", 104, "CRC error");
+    row("--cut 1", 32, "Frame incomplete (sz=1)\n");
+    row("--cut 2", 32, "Frame incomplete (sz=2)\n");
+    row("--cut 3", 104, "CRC error");
+    row("--cut 10", 104, "CRC error");
+    row("--cut 43", 104, "CRC error");
+}
+
+void TestTransaction::replyIsJudged()
+{
+    QFETCH(QString, misbehaviour);
+    QFETCH(int, result);
+    QFETCH(QString, text);
+
+    PanelProcess panel(misbehaviour.split(u' ', Qt::SkipEmptyParts));
+    SerialLink link(panel.path());
+    QCOMPARE(link.writeChunk(), result);
+    QStringList expected{ChunkWritten};
+    if (!text.isEmpty())
+        expected += QStringLiteral("error: ") + text;
+    QCOMPARE(link.events.take(), expected);
+}
+
+void TestTransaction::recordReachesThePanel()
+{
+    PanelProcess panel;
+    SerialLink link(panel.path());
+    QCOMPARE(link.writeChunk(80, 0), 0);
+    QCOMPARE(link.writeChunk(80, 1), 0);
+    QCOMPARE(panel.image(), countingBytes(0, 32) + countingBytes(0, 32));
+    const QMap<QString, int> counts = panel.finish();
+    QCOMPARE(counts.value(QStringLiteral("records")), 2);
+    QCOMPARE(counts.value(QStringLiteral("requests")), 2);
+}
+
+void TestTransaction::frameOnTheWire()
+{
+    Pty pty;
+    SerialLink link(pty.path());
+    pty.answer(FirstChunk);
+    QCOMPARE(link.writeChunk(1), 0);
+    QCOMPARE(pty.take().toHex(), FirstChunk.toHex());
+}
+
+void TestTransaction::echoIsNotCompared()
+{
+    Pty pty;
+    SerialLink link(pty.path());
+    pty.answer(QByteArray::fromHex("01030000000AC5CD")); // neither its address nor its function
+    QCOMPARE(link.writeChunk(80), 0);
+    QCOMPARE(link.events.take(), QStringList{ChunkWritten});
+}
+
+void TestTransaction::threeByteReplyIsCheckedOverItsFirstByte_data()
+{
+    QTest::addColumn<QByteArray>("reply");
+    QTest::addColumn<int>("result");
+    QTest::addColumn<QStringList>("errors");
+
+    // The CRC's low byte stands where the function code would be.
+    QTest::newRow("good") << QByteArray::fromHex("023E81") << 0 << QStringList();
+    QTest::newRow("low byte wrong") << QByteArray::fromHex("023F81") << 104
+                                    << QStringList{QStringLiteral("error: CRC error")};
+    QTest::newRow("high byte wrong") << QByteArray::fromHex("023E80") << 104
+                                     << QStringList{QStringLiteral("error: CRC error")};
+    QTest::newRow("good, with the exception bit")
+        << QByteArray::fromHex("00BF40") << 40
+        << QStringList{QStringLiteral("error: Modbus Exception: 64 - Unknown")};
+}
+
+void TestTransaction::threeByteReplyIsCheckedOverItsFirstByte()
+{
+    QFETCH(QByteArray, reply);
+    QFETCH(int, result);
+    QFETCH(QStringList, errors);
+    Pty pty;
+    SerialLink link(pty.path());
+    pty.answer(reply);
+    QCOMPARE(link.writeChunk(), result);
+    QCOMPARE(link.events.take(), QStringList{ChunkWritten} + errors);
+}
+
+void TestTransaction::traceFlagDumpsBothFrames()
+{
+    const QString dump = QStringLiteral("01|15|27 06 00 00 00 00 00 10 00 01 02 03 04 05 \n"
+                                        "    06 07 08 09 0A 0B 0C 0D 0E 0F 10 11 12 13 14 15 \n"
+                                        "    16 17 18 19 1A 1B 1C 1D 1E 1F 1F_71 ");
+    Pty pty;
+    SerialLink link(pty.path());
+    link.modbus.setTraceFlag(-1);
+    pty.answer(FirstChunk);
+    QCOMPARE(link.writeChunk(1), 0);
+    QCOMPARE(link.events.take(), (QStringList{QStringLiteral("info: --> ") + dump, ChunkWritten,
+                                              QStringLiteral("info: <-- ") + dump}));
+    link.modbus.setTraceFlag(0);
+    pty.answer(FirstChunk);
+    QCOMPARE(link.writeChunk(1), 0);
+    QCOMPARE(link.events.take(), QStringList{ChunkWritten});
+}
+
+void TestTransaction::replyIsDumpedBeforeItsError_data()
+{
+    QTest::addColumn<QByteArray>("reply");
+    QTest::addColumn<QString>("dump");
+    QTest::addColumn<QString>("error");
+
+    QTest::newRow("one byte") << QByteArray::fromHex("01") << QStringLiteral("01|")
+                              << QStringLiteral("Frame incomplete (sz=1)\n");
+    QTest::newRow("wrong CRC") << QByteArray::fromHex("0195020000") << QStringLiteral("01|95|02 00_00 ")
+                               << QStringLiteral("CRC error");
+    QTest::newRow("exception") << QByteArray::fromHex("5095029F40") << QStringLiteral("50|95|02 9F_40 ")
+                               << QStringLiteral("Modbus Exception: Illegal Data Address");
+}
+
+void TestTransaction::replyIsDumpedBeforeItsError()
+{
+    QFETCH(QByteArray, reply);
+    QFETCH(QString, dump);
+    QFETCH(QString, error);
+    Pty pty;
+    SerialLink link(pty.path());
+    link.modbus.setTraceFlag(1);
+    pty.answer(reply);
+    link.writeChunk(1);
+    QCOMPARE(link.events.take().mid(1), (QStringList{ChunkWritten, QStringLiteral("info: <-- ") + dump,
+                                                     QStringLiteral("error: ") + error}));
+}
+
+void TestTransaction::broadcastPausesAndSucceeds()
+{
+    Pty pty;
+    SerialLink link(pty.path());
+    link.modbus.setBroadcastDelay(300);
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(link.writeChunk(0), 0);
+    const qint64 elapsed = timer.elapsed();
+    QVERIFY2(elapsed >= 350 && elapsed < 5000, qPrintable(QString::number(elapsed)));
+    QCOMPARE(link.events.take(), QStringList());
+}
+
+void TestTransaction::broadcastIsTakenInSilence()
+{
+    PanelProcess panel;
+    SerialLink link(panel.path());
+    QCOMPARE(link.writeChunk(0), 0);
+    QVERIFY(panel.waitForRecords(1));
+    QCOMPARE(panel.image(), countingBytes(0, 32));
+    QCOMPARE(panel.finish().value(QStringLiteral("broadcasts")), 1);
+}
+
+void TestTransaction::broadcastDoesNotLookAtAReply()
+{
+    Pty pty;
+    SerialLink link(pty.path());
+    link.modbus.setTraceFlag(1);
+    pty.send(QByteArray::fromHex("0195020000"));
+    QCOMPARE(link.writeChunk(0), 0);
+    const QStringList events = link.events.take();
+    QCOMPARE(events.size(), 1);
+    QVERIFY(events.constFirst().startsWith(QStringLiteral("info: --> 00|15|27 ")));
+}
+
+void TestTransaction::readDeviceIdPrintsTheIdentity()
+{
+    PanelProcess panel;
+    SerialLink link(panel.path());
+    OutputCapture output;
+    const qint32 result = link.modbus.readDeviceId(nullptr, 80, 1, 0);
+    const QByteArray text = output.finish();
+    QCOMPARE(result, 0);
+    QCOMPARE(text, QByteArray("Address:080(0x50)\n"
+                              "   Vendor        : Norvantic\n"
+                              "   Product Code  : ZEPHYRIN\n"
+                              "   Version       : 1.0\n"));
+    QCOMPARE(link.events.take(), QStringList{QStringLiteral("debug: 7 bytes written...")});
+}
+
+void TestTransaction::readDeviceIdPrintsNothingOnFailure()
+{
+    PanelProcess panel;
+    SerialLink link(panel.path());
+    OutputCapture output;
+    const qint32 result = link.modbus.readDeviceId(nullptr, 80, 4, 9);
+    const QByteArray text = output.finish();
+    QCOMPARE(result, 40);
+    QCOMPARE(text, QByteArray());
+    QCOMPARE(link.events.take().constLast(), QStringLiteral("error: Modbus Exception: Illegal Data Address"));
+}
+
+void TestTransaction::readDeviceIdPrintsNothingForABroadcast()
+{
+    Pty pty;
+    SerialLink link(pty.path());
+    OutputCapture output;
+    const qint32 result = link.modbus.readDeviceId(nullptr, 0, 1, 0);
+    const QByteArray text = output.finish();
+    QCOMPARE(result, 0);
+    QCOMPARE(text, QByteArray());
+    QCOMPARE(pty.take().toHex().left(10), QByteArray("002b0e0100"));
+}
+
+void TestTransaction::refusedLengthSendsNothing_data()
+{
+    QTest::addColumn<int>("length");
+
+    QTest::newRow("negative") << -2;
+    QTest::newRow("one register too many") << 246;
+    QTest::newRow("far too many") << std::numeric_limits<int>::max();
+}
+
+void TestTransaction::refusedLengthSendsNothing()
+{
+    QFETCH(int, length);
+    Pty pty;
+    SerialLink link(pty.path());
+    const std::uint8_t data = 0;
+    QCOMPARE(link.modbus.writeFileRecord(nullptr, 80, 0, 0, length, &data), 1);
+    QVERIFY(!pty.waitForBytes(0));
+    QCOMPARE(link.events.take(), QStringList());
+}
+
+QTEST_GUILESS_MAIN(TestTransaction)
+#include "tst_transaction.moc"

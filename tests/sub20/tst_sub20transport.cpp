@@ -1,0 +1,233 @@
+// SPDX-License-Identifier: MIT
+#include "modbus/modbus.h"
+#include "tests/support/bytes.h"
+#include "tests/support/eventlog.h"
+#include "tests/support/outputcapture.h"
+#include "tests/support/simulatedadapter.h"
+#include "tests/support/testcase.h"
+
+#include <QElapsedTimer>
+
+/// Modbus over the RS-485 port of the adapter.
+class TestSub20Transport : public TestCase
+{
+    Q_OBJECT
+
+private slots:
+    void requestAndReplyPassTheAdapter();
+    void identityHasAShorterTimeout();
+    void replyIsJudged_data();
+    void replyIsJudged();
+    void libraryErrorIsToldByItsText_data();
+    void libraryErrorIsToldByItsText();
+    void silentPanelIsATimeout();
+    void replySize_data();
+    void replySize();
+    void countBeyondTheReceiveSizeIsNotBelieved();
+    void refusedTimingDoesNotEndTheTransaction();
+    void broadcastWaitsShortlyAndPauses();
+    void replyToABroadcastIsDumpedOnly();
+    void closedHandleIsAnError();
+};
+
+namespace {
+
+/// A Modbus and an open adapter. `events` has what it logs and what it reports as errors, in their order.
+class AdapterLink
+{
+public:
+    explicit AdapterLink(const QByteArray &variable = {}, const QByteArray &value = {})
+    {
+        QObject::connect(&modbus, &Modbus::errorString, &modbus,
+                         [this](const QString &text) { events.add(QStringLiteral("error: ") + text); });
+        if (!variable.isEmpty())
+            adapter.set(variable, value);
+        Sub20::instance().findDevices(nullptr);
+        handle = Sub20::instance().open(nullptr);
+        QVERIFY(handle != nullptr);
+    }
+    ~AdapterLink() { Sub20::instance().close(handle); }
+    AdapterLink(const AdapterLink &) = delete;
+    AdapterLink &operator=(const AdapterLink &) = delete;
+
+    qint32 writeChunk(quint8 address = 80)
+    {
+        const QByteArray data = countingBytes(0, 32);
+        return modbus.writeFileRecord(handle, address, 0, 0, 32, byteView(data).data());
+    }
+    /// The calls behind sub_open, without the handle's name.
+    QStringList calls() const
+    {
+        QStringList calls = adapter.log().mid(2);
+        return calls.replaceInStrings(QRegularExpression(QStringLiteral(" h\\d+")), QStringLiteral(" h"));
+    }
+
+    SimulatedAdapter adapter;
+    EventLog events;
+    Modbus modbus;
+    sub_handle handle = nullptr;
+};
+
+} // namespace
+
+void TestSub20Transport::requestAndReplyPassTheAdapter()
+{
+    AdapterLink link;
+    QCOMPARE(link.writeChunk(), 0);
+    QCOMPARE(link.calls(), (QStringList{QStringLiteral("sub_rs_timing h 2 0 1000000 10000 = 0"),
+                                        QStringLiteral("sub_rs_xfer h 44 62 = 44")}));
+    QCOMPARE(link.adapter.modbusImage(), countingBytes(0, 32));
+    QCOMPARE(link.events.take(), QStringList());
+}
+
+void TestSub20Transport::identityHasAShorterTimeout()
+{
+    AdapterLink link;
+    OutputCapture output;
+    const qint32 result = link.modbus.readDeviceId(link.handle, 80, 4, 0);
+    const QByteArray text = output.finish();
+    QCOMPARE(result, 0);
+    QCOMPARE(text, QByteArray("Address:080(0x50)\n   Vendor        : Norvantic\n"));
+    QCOMPARE(link.calls(), (QStringList{QStringLiteral("sub_rs_timing h 2 0 100000 10000 = 0"),
+                                        QStringLiteral("sub_rs_xfer h 7 62 = 21")}));
+}
+
+void TestSub20Transport::replyIsJudged_data()
+{
+    QTest::addColumn<QByteArray>("misbehaviour");
+    QTest::addColumn<int>("result");
+    QTest::addColumn<QStringList>("events");
+
+    const auto row = [](const char *misbehaviour, int result, const char *text) {
+        QTest::newRow(misbehaviour) << QByteArray(misbehaviour) << result
+                                    << QStringList{QStringLiteral("error: ") + QString::fromLatin1(text)};
+    };
+    row("exception=1", 40, "Modbus Exception: Illegal Function");
+    row("exception=0x0B", 40, "Modbus Exception: 11 - Unknown");
+    row("flip-crc", 104, "CRC error");
+    row("cut=1", 32, "Frame incomplete (sz=1)\n");
+    row("cut=2", 32, "Frame incomplete (sz=2)\n");
+    row("cut=3", 104, "CRC error");
+    row("trailing=1", 104, "CRC error");
+    QTest::newRow("late-ms=300") << QByteArray("late-ms=300") << 0 << QStringList();
+}
+
+void TestSub20Transport::replyIsJudged()
+{
+    QFETCH(QByteArray, misbehaviour);
+    AdapterLink link("RS", misbehaviour);
+    QTEST(link.writeChunk(), "result");
+    QTEST(link.events.take(), "events");
+}
+
+void TestSub20Transport::libraryErrorIsToldByItsText_data()
+{
+    QTest::addColumn<QByteArray>("variable");
+    QTest::addColumn<QByteArray>("value");
+    QTest::addColumn<int>("result");
+    QTest::addColumn<QString>("text");
+
+    const QString error = QStringLiteral("error: sub_rs_xfer: simulated adapter error %1");
+    QTest::newRow("result and error number")
+        << QByteArray("FAIL") << QByteArray("sub_rs_xfer:1:-7:99") << 7 << error.arg(99);
+    QTest::newRow("large result") << QByteArray("FAIL") << QByteArray("sub_rs_xfer:1:-70000") << 70000
+                                  << error.arg(-70000);
+    QTest::newRow("pulled out") << QByteArray("PULL_OUT") << QByteArray("1") << 5 << error.arg(-5);
+    QTest::newRow("line closed") << QByteArray("RS") << QByteArray("hang-up") << 5 << error.arg(-5);
+    QTest::newRow("no text") << QByteArray("FAIL") << QByteArray("sub_rs_xfer:1:-7;sub_strerror:1:0") << 7
+                             << QStringLiteral("error: sub_rs_xfer: ");
+}
+
+void TestSub20Transport::libraryErrorIsToldByItsText()
+{
+    QFETCH(QByteArray, variable);
+    QFETCH(QByteArray, value);
+    QFETCH(QString, text);
+    AdapterLink link(variable, value);
+    QTEST(link.writeChunk(), "result");
+    QCOMPARE(link.events.take(), QStringList{text});
+}
+
+void TestSub20Transport::silentPanelIsATimeout()
+{
+    AdapterLink link("RS", "silent");
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(link.writeChunk(), 138);
+    QVERIFY(timer.elapsed() >= 1000);
+    QCOMPARE(link.events.take(), QStringList{QStringLiteral("error: Modbus Timeout")});
+}
+
+void TestSub20Transport::replySize_data()
+{
+    QTest::addColumn<QByteArray>("misbehaviour");
+    QTest::addColumn<int>("result");
+
+    QTest::newRow("longest") << QByteArray("oversize=62") << 0;
+    QTest::newRow("longer ones are cut") << QByteArray("oversize=63") << 104;
+    QTest::newRow("much longer ones as well") << QByteArray("oversize=4000") << 104;
+}
+
+void TestSub20Transport::replySize()
+{
+    QFETCH(QByteArray, misbehaviour);
+    AdapterLink link("RS", misbehaviour);
+    QTEST(link.writeChunk(), "result");
+    QCOMPARE(link.calls().constLast(), QStringLiteral("sub_rs_xfer h 44 62 = 62"));
+}
+
+void TestSub20Transport::countBeyondTheReceiveSizeIsNotBelieved()
+{
+    AdapterLink link("FAIL", "sub_rs_xfer:1:5000");
+    link.modbus.setTraceFlag(1);
+    QCOMPARE(link.writeChunk(), 104);
+    const QStringList events = link.events.take();
+    QCOMPARE(events.size(), 3);
+    QCOMPARE(events.at(1).count(QStringLiteral("00")), 62);
+}
+
+void TestSub20Transport::refusedTimingDoesNotEndTheTransaction()
+{
+    AdapterLink link("FAIL", "sub_rs_timing:1:-3");
+    QCOMPARE(link.writeChunk(), 0);
+    QCOMPARE(link.events.take(), QStringList());
+}
+
+void TestSub20Transport::broadcastWaitsShortlyAndPauses()
+{
+    AdapterLink link;
+    link.modbus.setBroadcastDelay(200);
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(link.writeChunk(0), 0);
+    QVERIFY(timer.elapsed() >= 200);
+    QCOMPARE(link.calls(), (QStringList{QStringLiteral("sub_rs_timing h 2 0 10000 10000 = 0"),
+                                        QStringLiteral("sub_rs_xfer h 44 62 = 0")}));
+    QCOMPARE(link.adapter.modbusImage(), countingBytes(0, 32));
+    QCOMPARE(link.events.take(), QStringList());
+}
+
+void TestSub20Transport::replyToABroadcastIsDumpedOnly()
+{
+    AdapterLink link("FAIL", "sub_rs_xfer:1:5"); // five bytes that are no good reply
+    link.modbus.setTraceFlag(1);
+    QCOMPARE(link.writeChunk(0), 0);
+    const QStringList events = link.events.take();
+    QCOMPARE(events.size(), 2);
+    QVERIFY(events.constFirst().startsWith(QStringLiteral("info: --> 00|15|27 ")));
+    QCOMPARE(events.constLast(), QStringLiteral("info: <-- 00|00|00 00_00 "));
+}
+
+void TestSub20Transport::closedHandleIsAnError()
+{
+    AdapterLink link;
+    Sub20::instance().close(link.handle);
+    const QStringList before = link.adapter.calls(QStringLiteral("sub_rs_xfer"));
+    QCOMPARE(link.writeChunk(), 1);
+    QCOMPARE(link.adapter.calls(QStringLiteral("sub_rs_xfer")), before);
+    QCOMPARE(link.adapter.calls(QStringLiteral("misuse")), QStringList());
+    QCOMPARE(link.events.take().size(), 1);
+}
+
+QTEST_GUILESS_MAIN(TestSub20Transport)
+#include "tst_sub20transport.moc"

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QByteArray>
+#include <QFile>
+#include <QLibrary>
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <QTest>
+
+/// The simulated adapter library in this process, with a fresh simulation for as long as this object lives.
+/// The program asks for the library by its bare name and gets this one, because it is loaded already.
+class SimulatedAdapter
+{
+public:
+    explicit SimulatedAdapter(int adapters = 1)
+    {
+        QLibrary library(QStringLiteral(SUB20_SIMULATOR_FOLDER "/libsub20.so"));
+        QVERIFY2(library.load(), qPrintable(library.errorString()));
+        setAdapters(adapters);
+        set("ADAPTERS_FILE", file("adapters").toLocal8Bit());
+        set("LOG", file("log").toLocal8Bit());
+        set("IR_IMAGE", file("infrared").toLocal8Bit());
+        set("RS_IMAGE", file("modbus").toLocal8Bit());
+    }
+    ~SimulatedAdapter()
+    {
+        for (const QByteArray &variable : variables)
+            qunsetenv(variable.constData());
+        qputenv("ZEPHYRIN_SUB20_ADAPTERS", "0");
+    }
+    SimulatedAdapter(const SimulatedAdapter &) = delete;
+    SimulatedAdapter &operator=(const SimulatedAdapter &) = delete;
+
+    /// Sets a variable of the simulation, named without its prefix. Not while a loader runs.
+    void set(const QByteArray &variable, const QByteArray &value)
+    {
+        variables += "ZEPHYRIN_SUB20_" + variable;
+        qputenv(variables.constLast().constData(), value);
+    }
+    /// Plugs adapters in or pulls them out; at any time.
+    void setAdapters(int adapters) const
+    {
+        QFile number(file("adapters"));
+        QVERIFY(number.open(QIODevice::WriteOnly));
+        number.write(QByteArray::number(adapters));
+    }
+
+    /// The calls so far, a line a call.
+    QStringList log() const
+    {
+        return QString::fromLocal8Bit(content("log")).split(u'\n', Qt::SkipEmptyParts);
+    }
+    /// The calls of one function so far.
+    QStringList calls(const QString &function) const { return log().filter(function + u' '); }
+    QByteArray infraredImage() const { return content("infrared"); }
+    QByteArray modbusImage() const { return content("modbus"); }
+
+private:
+    QString file(const char *name) const { return folder.filePath(QString::fromLatin1(name)); }
+    QByteArray content(const char *name) const
+    {
+        QFile stored(file(name));
+        return stored.open(QIODevice::ReadOnly) ? stored.readAll() : QByteArray();
+    }
+
+    QTemporaryDir folder;
+    QList<QByteArray> variables;
+};

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "app/mainwindow.h"
+#include "update/emitter.h"
+
+/// Looks into a window, for the tests: the state that its widgets do not show.
+class WindowProbe
+{
+public:
+    explicit WindowProbe(MainWindow &probed) : window(probed) {}
+
+    template<typename Widget> Widget *widget(const char *name) const
+    {
+        return window.findChild<Widget *>(QString::fromLatin1(name));
+    }
+
+    Emitter *emitter() const { return window.emitter.get(); }
+    QFuture<int> future() const { return window.future; }
+    bool sessionOpen() const { return window.sessionOpen; }
+    bool stopRequested() const { return window.stopRequested; }
+    sub_handle sub20Handle() const { return window.sub20Handle; }
+    int &connectionType() const { return window.connectionType; }
+    int &deviceAddress() const { return window.deviceAddress; }
+    QString &portName() const { return window.portName; }
+    QString &deviceName() const { return window.deviceName; }
+    QString &imageFileName() const { return window.imageFileName; }
+    QString &imageDirectory() const { return window.imageDirectory; }
+    QMenu *menu() const { return window.menuActions; }
+
+    void addConnectionAction(const QString &text, int type, quint16 vid,
+                             const QString &iconPath = QStringLiteral(":/pictures/data_cable.png")) const
+    {
+        window.addConnectionAction(text, iconPath, type, vid);
+    }
+    void selectStoredConnection() const { window.selectStoredConnection(); }
+    void updateConnections() const { window.updateConnections(); }
+    void reactToUsbNotice(UsbNotice notice, quint32 vendorId) const
+    {
+        window.reactToUsbNotice(notice, vendorId);
+    }
+    void refreshUpdateButton() const { window.refreshUpdateButton(); }
+    void readConnectionType() const { window.readConnectionType(); }
+
+private:
+    MainWindow &window;
+};

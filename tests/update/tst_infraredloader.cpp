@@ -1,0 +1,206 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/adapterchecks.h"
+#include "tests/support/bytes.h"
+#include "tests/support/emitterlog.h"
+#include "tests/support/messagelog.h"
+#include "tests/support/modalwatch.h"
+#include "tests/support/testcase.h"
+
+namespace {
+
+constexpr int BlockSize = 48;
+constexpr int Copies = 3;
+const QString Transmission = QStringLiteral("sub_ir_tx");
+
+/// The panel's copy of an image of more than one block: a short last block brings the end of the block
+/// before it.
+QByteArray padded(const QByteArray &image)
+{
+    const qsizetype rest = image.size() % BlockSize;
+    return rest == 0 ? image : image + image.mid(image.size() - BlockSize, BlockSize - rest);
+}
+
+/// The library's calls in a whole upload of this many frames.
+QStringList callsOfUpload(int frames)
+{
+    QStringList calls{QStringLiteral("sub_open null = h"),
+                      QStringLiteral("sub_ir_config h 38000 10 1 10 = 0")};
+    calls += QStringList(qsizetype{frames} * Copies, QStringLiteral("sub_ir_tx h 62 = 0"));
+    calls += QStringLiteral("infrared frames=%1 good=%2 damaged=0 duplicates=%3 out-of-order=0")
+                 .arg(frames * Copies)
+                 .arg(frames)
+                 .arg(frames * (Copies - 1));
+    calls +=
+        QStringLiteral("modbus requests=0 records=0 bad-crc=0 other-address=0 broadcasts=0 exceptions=0");
+    calls += QStringLiteral("sub_close h = 0");
+    return calls;
+}
+
+/// What it tells of a whole upload.
+QStringList signalsOfUpload(qsizetype size)
+{
+    const int blocks = static_cast<int>(size / BlockSize);
+    const int frames = size % BlockSize == 0 ? blocks : blocks + 1;
+    return signalsOfSending(blocks, frames) +
+           QStringList{QStringLiteral("load_progress %1").arg(blocks), QStringLiteral("load_finish")};
+}
+
+} // namespace
+
+/// Uploads by infrared, from the press on the button to the panel.
+class InfraredLoaderTest : public TestCase
+{
+    Q_OBJECT
+
+private slots:
+    void wholeImage_data();
+    void wholeImage();
+    void aShortLastBlockEndsLikeTheOneBefore();
+    void signalsOfASmallImage();
+    void afterNumber255Comes1();
+    void aCopyMayFail_data();
+    void aCopyMayFail();
+
+    void stopEndsWithinOneBlock();
+};
+
+void InfraredLoaderTest::wholeImage_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::addColumn<int>("frames");
+    QTest::newRow("empty") << 0 << 0;
+    QTest::newRow("one byte") << 1 << 1;
+    QTest::newRow("a byte less than a block") << 47 << 1;
+    QTest::newRow("one block") << 48 << 1;
+    QTest::newRow("a byte more than a block") << 49 << 2;
+    QTest::newRow("two blocks and four bytes") << 100 << 3;
+    QTest::newRow("three blocks") << 144 << 3;
+    QTest::newRow("257 blocks") << 12336 << 257;
+}
+
+void InfraredLoaderTest::wholeImage()
+{
+    QFETCH(const int, size);
+    QFETCH(const int, frames);
+    const QByteArray image = unevenBytes(size);
+    SimulatedAdapter adapter;
+    WindowBench bench;
+    bench.start(InfraRedText, image);
+    const qsizetype before = adapter.log().size();
+    const EmitterLog told(*bench.probe().emitter());
+    const MessageLog log;
+    const MessageBoxes boxes;
+    bench.press();
+    QVERIFY(bench.waitForEnd());
+    QCOMPARE(bench.probe().future().result(), 0);
+    QCOMPARE(adapter.infraredImage().size(), qsizetype{frames} * BlockSize);
+    if (size < BlockSize) // what fills up the only block is nobody's concern
+        QCOMPARE(adapter.infraredImage().left(size), image);
+    else
+        QCOMPARE(adapter.infraredImage(), padded(image));
+    QCOMPARE(withoutHandles(adapter.log().mid(before)), callsOfUpload(frames));
+    QCOMPARE(told.lines(), signalsOfUpload(size));
+    QCOMPARE(log.texts(), QStringList{QStringLiteral("boot run")});
+    QVERIFY(boxes.contents().isEmpty());
+    verifySessionEnded(bench, true);
+}
+
+void InfraredLoaderTest::aShortLastBlockEndsLikeTheOneBefore()
+{
+    const QByteArray image = unevenBytes(100);
+    SimulatedAdapter adapter;
+    WindowBench bench;
+    bench.start(InfraRedText, image);
+    bench.press();
+    QVERIFY(bench.waitForEnd());
+    QCOMPARE(adapter.infraredImage().sliced(96), image.sliced(96, 4) + image.sliced(52, 44));
+}
+
+void InfraredLoaderTest::signalsOfASmallImage()
+{
+    SimulatedAdapter adapter;
+    WindowBench bench;
+    bench.start(InfraRedText, unevenBytes(100));
+    const EmitterLog told(*bench.probe().emitter());
+    bench.press();
+    QVERIFY(bench.waitForEnd());
+    QCOMPARE(told.lines(), (QStringList{QStringLiteral("load_start 0 2"), QStringLiteral("load_progress 3"),
+                                        QStringLiteral("load_progress 2"), QStringLiteral("load_finish")}));
+}
+
+void InfraredLoaderTest::afterNumber255Comes1()
+{
+    SimulatedAdapter adapter;
+    adapter.set("LOG_DATA", "1");
+    WindowBench bench;
+    bench.start(InfraRedText, unevenBytes(258 * BlockSize));
+    bench.press();
+    QVERIFY(bench.waitForEnd());
+    const QStringList sent = adapter.calls(Transmission);
+    QCOMPARE(sent.size(), 258 * Copies);
+    for (int i = 0; i < sent.size(); ++i) {
+        const QByteArray frame =
+            QByteArray::fromHex(sent.at(i).section(QStringLiteral("tx="), 1).section(u' ', 0, 0).toLatin1());
+        QCOMPARE(frame.size(), 62);
+        const int index = i / Copies;
+        QCOMPARE(int{static_cast<quint8>(frame.at(4))}, index <= 255 ? index : index - 255);
+        QCOMPARE(sent.at(i), sent.at(index * Copies));
+    }
+}
+
+void InfraredLoaderTest::aCopyMayFail_data()
+{
+    QTest::addColumn<QByteArray>("variable");
+    QTest::addColumn<QByteArray>("copies");
+    for (const char *const variable : {"IR_LOSE", "IR_DAMAGE"}) {
+        for (const char *const copies : {"*:1", "*:2", "*:3", "2:1", "2:2", "2:3", "0:1,1:2,2:3", "*:1,*:3"})
+            QTest::addRow("%s %s", variable, copies) << QByteArray(variable) << QByteArray(copies);
+    }
+}
+
+void InfraredLoaderTest::aCopyMayFail()
+{
+    QFETCH(const QByteArray, variable);
+    QFETCH(const QByteArray, copies);
+    const QByteArray image = unevenBytes(300);
+    SimulatedAdapter adapter;
+    adapter.set(variable, copies);
+    WindowBench bench;
+    bench.start(InfraRedText, image);
+    bench.press();
+    QVERIFY(bench.waitForEnd());
+    QCOMPARE(bench.probe().future().result(), 0);
+    QCOMPARE(adapter.infraredImage(), padded(image));
+}
+
+void InfraredLoaderTest::stopEndsWithinOneBlock()
+{
+    const QByteArray image = unevenBytes(200 * BlockSize);
+    SimulatedAdapter adapter;
+    adapter.set("IR_TIME", "10");
+    WindowBench bench;
+    bench.start(InfraRedText, image);
+    const EmitterLog told(*bench.probe().emitter());
+    const MessageLog log;
+    const MessageBoxes boxes;
+    bench.press();
+    QTRY_VERIFY(told.lines().contains(QStringLiteral("load_progress 3")));
+    bench.press();
+    const qsizetype sent = adapter.calls(Transmission).size();
+    QVERIFY(bench.waitForEnd());
+    QCOMPARE(bench.probe().future().result(), -1);
+    const qsizetype sentAtLast = adapter.calls(Transmission).size();
+    QVERIFY2(sentAtLast <= sent + Copies, qPrintable(QString::number(sentAtLast - sent)));
+    QVERIFY(sentAtLast < 200 * Copies);
+    QCOMPARE(sentAtLast % Copies, 0);
+    const int frames = static_cast<int>(sentAtLast / Copies);
+    QCOMPARE(told.lines(), signalsOfSending(200, frames));
+    QVERIFY(boxes.contents().isEmpty());
+    QCOMPARE(log.texts(), (QStringList{QStringLiteral("boot run"), CanceledText}));
+    QCOMPARE(adapter.infraredImage(), image.left(qsizetype{frames} * BlockSize));
+    QCOMPARE(handleFaults(adapter.log()), QStringList());
+    verifySessionEnded(bench, false);
+}
+
+QTEST_MAIN(InfraredLoaderTest)
+#include "tst_infraredloader.moc"
