@@ -97,10 +97,8 @@ void MainWindow::initTrace()
     delete logBrowser;
     logBrowser = new LogBrowser(this, nullptr);
     logHandlerInstalled = false;
-    const QKeySequence traceKey(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketRight);
-    addTraceKey(traceKey);
-    // Two shortcuts of one key would both do nothing.
-    if (!options.traceKey.isEmpty() && options.traceKey != traceKey)
+    addTraceKey(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketRight);
+    if (!options.traceKey.isEmpty())
         addTraceKey(options.traceKey);
 }
 
@@ -109,6 +107,8 @@ void MainWindow::addTraceKey(const QKeySequence &keys)
     auto *const hotKey = new QShortcut(keys, this);
     hotKey->setContext(Qt::ApplicationShortcut);
     connect(hotKey, SIGNAL(activated()), this, SLOT(logHotKeyPressed()));
+    // Of two shortcuts that one press fits, Qt takes one and says so.
+    connect(hotKey, SIGNAL(activatedAmbiguously()), this, SLOT(logHotKeyPressed()));
 }
 
 void MainWindow::logHotKeyPressed()

@@ -126,6 +126,7 @@ private:
     static Loader loaderFor(int type);
 
     // update/errorbox.cpp
+    void showErrorBox(const QString &errTxt);
     void reportErrorFromLoader(const QString &errTxt);
     void releaseWaitingLoader();
 
@@ -177,7 +178,7 @@ private:
     std::optional<UpdateJob> pendingJob;
     /// A loader was started and handleFinished() has not ended its session yet.
     bool sessionOpen = false;
-    /// An error box was shown for the session.
+    /// The session's loader has reported an error.
     bool errorTold = false;
 
     /// The window is going down: no loader begins any more, and none waits for its error box.

@@ -64,6 +64,7 @@ qint32 Modbus::transaction(sub_handle sub20Handle, qint32 requestLength, qint32 
 
 qint32 Modbus::checkReply(qint32 count)
 {
+    replySize = count;
     if (count <= LongestIncompleteReply) {
         emit errorString(QStringLiteral("Frame incomplete (sz=%1)\n").arg(count));
         return MB_FRAME_INCOMPLETE;
@@ -96,7 +97,8 @@ qint32 Modbus::writeFileRecord(sub_handle sub20Handle, quint8 slaveAddress, quin
 
 bool Modbus::isEcho(qint32 requestLength) const
 {
-    return std::equal(requestBuffer.begin(), requestBuffer.begin() + requestLength, replyBuffer.begin());
+    return std::equal(requestBuffer.begin(), requestBuffer.begin() + requestLength, replyBuffer.begin(),
+                      replyBuffer.begin() + replySize);
 }
 
 qint32 Modbus::readDeviceId(sub_handle sub20Handle, quint8 slaveAddress, quint8 readDeviceIdCode,

@@ -15,6 +15,11 @@ void MainWindow::reportError(const QString &errTxt)
         return;
     }
     errorTold = true;
+    showErrorBox(errTxt);
+}
+
+void MainWindow::showErrorBox(const QString &errTxt)
+{
     qDebug().noquote() << errTxt;
     if (closing)
         return;

@@ -41,7 +41,7 @@ QString silentFailureText(int result)
 {
     switch (result) {
     case MB_TX_FAILED:
-        return QStringLiteral("The serial port did not take the request (result %1)").arg(result);
+        return QStringLiteral("The serial port cannot be written or read (result %1)").arg(result);
     case MB_RX_OVERFLOW:
         return QStringLiteral("The panel's reply is too long (result %1)").arg(result);
     case MB_TIMEOUT:
@@ -82,7 +82,7 @@ void MainWindow::onUpdBtnClicked()
 {
     if (lineEdit->text().isEmpty()) {
         updBtn->setEnabled(false);
-        reportError(QStringLiteral("Image file not selected!"));
+        showErrorBox(QStringLiteral("Image file not selected!"));
         return;
     }
     progressBar->setValue(0);
@@ -165,7 +165,7 @@ void MainWindow::handleFinished()
     if (pendingJob)
         beginPendingUpdate();
     if (isSilent && options.tellSilentFailures)
-        reportError(silentFailureText(result));
+        showErrorBox(silentFailureText(result));
 }
 
 void MainWindow::releaseAdapter()
