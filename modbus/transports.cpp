@@ -115,6 +115,8 @@ qint64 Modbus::readByte(qint32 count)
         isCompleteException({replyBuffer.data(), static_cast<std::size_t>(count)}))
         return size;
     awaitBytes(replyGap);
+    if (serialPort->bytesAvailable() == 0) // this thread may have slept through the gap: one last look
+        replyLoop.processEvents();
     return serialPort->read(byte, 1);
 }
 

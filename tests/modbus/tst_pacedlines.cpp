@@ -16,7 +16,8 @@ namespace {
 
 constexpr int Chunks = 1000;
 constexpr int ChunkSize = 32;
-constexpr int ReplyGapMs = 200;
+/// As long as can be: on a busy machine the panels' processes themselves may be held up.
+constexpr int ReplyGapMs = 1000;
 constexpr int LongestMs = 280000;
 
 /// An upload on a thread of its own, as a loader makes it, to a panel on a line of the given kind.
