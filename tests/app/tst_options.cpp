@@ -29,13 +29,15 @@ private:
     Options read(const QByteArray &lines);
     static bool areOff(const Options &options);
     QByteArray content() const;
-    QString fileName() const { return folder.filePath(QStringLiteral("file.ini")); }
+    QString fileName() const { return folder.filePath(QStringLiteral("%1.ini").arg(files)); }
 
     QTemporaryDir folder;
+    int files = 0;
 };
 
 Options OptionsTest::read(const QByteArray &lines)
 {
+    ++files; // Qt may take a file of the same size and time for the one that it knows
     QFile file(fileName());
     if (!file.open(QIODevice::WriteOnly) || file.write("[options]\n" + lines + '\n') < 0)
         QTest::qFail("the file cannot be written", __FILE__, __LINE__);
