@@ -97,9 +97,18 @@ void MainWindow::initTrace()
     delete logBrowser;
     logBrowser = new LogBrowser(this, nullptr);
     logHandlerInstalled = false;
-    auto *const hotKey = new QShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketRight), this);
+    addTraceKey(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketRight);
+    if (!options.traceKey.isEmpty())
+        addTraceKey(options.traceKey);
+}
+
+void MainWindow::addTraceKey(const QKeySequence &keys)
+{
+    auto *const hotKey = new QShortcut(keys, this);
     hotKey->setContext(Qt::ApplicationShortcut);
     connect(hotKey, SIGNAL(activated()), this, SLOT(logHotKeyPressed()));
+    // Of two shortcuts that one press fits, Qt takes one and says so.
+    connect(hotKey, SIGNAL(activatedAmbiguously()), this, SLOT(logHotKeyPressed()));
 }
 
 void MainWindow::logHotKeyPressed()

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "app/options.h"
 #include "sub20/sub20.h"
 #include "update/infraredframe.h"
 
@@ -61,7 +62,7 @@ public slots:
     void handleMessageBoxButton();
     /// Takes the panel's Modbus address from the spin box's text, hexadecimal digits behind "0x".
     void setAddress(const QString &text);
-    /// Makes a menu entry the active connection.
+    /// Makes the menu entry that the user picked the active connection.
     void setConnectionType(QAction *action);
     void logHotKeyPressed();
     void progressBarHandling(int value);
@@ -90,6 +91,7 @@ private:
     void initWidgets();
     void connectSignals();
     void initTrace();
+    void addTraceKey(const QKeySequence &keys);
 
     // app/settings.cpp
     void loadSettings();
@@ -98,6 +100,7 @@ private:
 
     // connections/connectionmenu.cpp
     void addConnectionAction(const QString &text, const QString &iconPath, int type, quint16 vid);
+    void activateConnection(QAction *action);
     void selectStoredConnection();
     void showConnection(const QString &text);
     void showNoConnection(const QString &text);
@@ -123,6 +126,7 @@ private:
     static Loader loaderFor(int type);
 
     // update/errorbox.cpp
+    void showErrorBox(const QString &errTxt);
     void reportErrorFromLoader(const QString &errTxt);
     void releaseWaitingLoader();
 
@@ -151,6 +155,7 @@ private:
     QProgressBar *progressBar = nullptr;
     QFuture<int> future;
     std::unique_ptr<QSettings> settings;
+    Options options;
     QString imageFileName;
     QString imageDirectory;
     QLineEdit *lineEdit = nullptr;
@@ -173,6 +178,8 @@ private:
     std::optional<UpdateJob> pendingJob;
     /// A loader was started and handleFinished() has not ended its session yet.
     bool sessionOpen = false;
+    /// The session's loader has reported an error.
+    bool errorTold = false;
 
     /// The window is going down: no loader begins any more, and none waits for its error box.
     std::atomic<bool> closing = false;

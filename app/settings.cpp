@@ -19,6 +19,7 @@ void MainWindow::loadSettings()
 {
     settings = std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope,
                                            QStringLiteral("Norvantic"), QStringLiteral("Quorlin"));
+    options = readOptions(*settings);
     readConnectionType();
     portName = settings->value(QStringLiteral("settings/port")).toString();
     deviceName = settings->value(QStringLiteral("settings/deviceName")).toString();

@@ -26,6 +26,16 @@ void MainWindow::addConnectionAction(const QString &text, const QString &iconPat
 
 void MainWindow::setConnectionType(QAction *action)
 {
+    activateConnection(action);
+    if (options.portFollowsMenu) {
+        deviceName = action->text();
+        if (connectionType == ConnectionComPort)
+            portName = action->text();
+    }
+}
+
+void MainWindow::activateConnection(QAction *action)
+{
     const QList<QAction *> actions = menuActions->actions();
     for (QAction *const other : actions)
         other->setChecked(false);
@@ -57,16 +67,20 @@ void MainWindow::selectStoredConnection()
 
     // The first entry whose text contains the stored name: an empty name takes the first one, and a stored
     // COM1 takes a COM10 that stands before it.
-    const auto match = std::find_if(actions.begin(), actions.end(), [this](const QAction *action) {
-        return action->text().contains(deviceName);
-    });
+    auto match = std::find_if(actions.begin(), actions.end(),
+                              [this](const QAction *action) { return action->text().contains(deviceName); });
+    if (options.portFollowsMenu) { // what was picked stays picked, whatever stands before it
+        const auto same = std::find_if(
+            match, actions.end(), [this](const QAction *action) { return action->text() == deviceName; });
+        match = same != actions.end() ? same : match;
+    }
     QAction *const action = match != actions.end() ? *match : actions.first();
     const bool isPort = action->property("type").toInt() == ConnectionComPort;
     if (isPort)
         portName = action->text();
     else if (match == actions.end())
         portName = QString();
-    setConnectionType(action);
+    activateConnection(action);
     showConnection(action->text());
 }
 

@@ -15,6 +15,7 @@ constexpr int ReadDeviceIdRequestSize = 5;
 constexpr std::size_t RecordEchoMinimum = 4; // the least from which a byte count is believed
 constexpr int RecordEchoOverhead = 5;        // address, function, byte count, CRC
 constexpr std::uint8_t ExceptionBit = 0x80;
+constexpr std::size_t ExceptionSize = 5; // address, function, exception code, CRC
 
 constexpr std::size_t ObjectCountOffset = 7;
 constexpr int FirstObjectOffset = 8;
@@ -105,6 +106,11 @@ bool isCompleteRecordEcho(std::span<const std::uint8_t> frame) noexcept
         return false;
     const int byteCount = signedByte(frame[2]);
     return byteCount >= 0 && byteCount + RecordEchoOverhead == static_cast<int>(frame.size());
+}
+
+bool isCompleteException(std::span<const std::uint8_t> frame) noexcept
+{
+    return frame.size() == ExceptionSize && isException(frame);
 }
 
 bool isException(std::span<const std::uint8_t> frame) noexcept

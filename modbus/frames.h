@@ -42,6 +42,9 @@ bool crcMatches(std::span<const std::uint8_t> frame) noexcept;
 /// The count is a signed byte here: from 0x80 on, no length is ever complete.
 bool isCompleteRecordEcho(std::span<const std::uint8_t> frame) noexcept;
 
+/// Whether `frame` is an exception reply of its full length, 5 bytes.
+bool isCompleteException(std::span<const std::uint8_t> frame) noexcept;
+
 /// Whether a reply's function code carries the exception bit. `frame` holds at least two bytes.
 bool isException(std::span<const std::uint8_t> frame) noexcept;
 

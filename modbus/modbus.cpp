@@ -7,6 +7,7 @@
 #include <QThread>
 #include <QTimer>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -63,6 +64,7 @@ qint32 Modbus::transaction(sub_handle sub20Handle, qint32 requestLength, qint32 
 
 qint32 Modbus::checkReply(qint32 count)
 {
+    replySize = count;
     if (count <= LongestIncompleteReply) {
         emit errorString(QStringLiteral("Frame incomplete (sz=%1)\n").arg(count));
         return MB_FRAME_INCOMPLETE;
@@ -85,7 +87,18 @@ qint32 Modbus::writeFileRecord(sub_handle sub20Handle, quint8 slaveAddress, quin
         return MB_TX_FAILED;
     const qint32 length = buildWriteFileRecord(requestBuffer, slaveAddress, fileNumber, recordNumber,
                                                {data, static_cast<std::size_t>(dataLength)});
-    return transaction(sub20Handle, length, WriteFileRecordTimeoutMs);
+    const qint32 result = transaction(sub20Handle, length, WriteFileRecordTimeoutMs);
+    if (result != MB_OK || !replyChecked || slaveAddress == BroadcastAddress || isEcho(length + CrcSize))
+        return result;
+    emit errorString(
+        QStringLiteral("The panel's reply to record %1 is not the echo of the request").arg(recordNumber));
+    return MB_NO_ECHO;
+}
+
+bool Modbus::isEcho(qint32 requestLength) const
+{
+    return std::equal(requestBuffer.begin(), requestBuffer.begin() + requestLength, replyBuffer.begin(),
+                      replyBuffer.begin() + replySize);
 }
 
 qint32 Modbus::readDeviceId(sub_handle sub20Handle, quint8 slaveAddress, quint8 readDeviceIdCode,

@@ -20,6 +20,8 @@ enum ModbusResult : qint32 {
     MB_EXCEPTION = 40,        ///< the reply's function code has bit 7 set
     MB_CRC_ERROR = 104,       ///< the reply's CRC does not match
     MB_TIMEOUT = 138,         ///< no reply
+    /// The reply had to be the request's echo, and is not. No error of the library is as large.
+    MB_NO_ECHO = 0x10000,
 };
 
 /// One Modbus RTU link, over a SUB-20's RS-485 port or a serial port: sends one request at a time and checks
@@ -41,6 +43,11 @@ public:
     void setTraceFlag(qint32 flag) { traceFlag = flag; }
     /// The pause in ms after a request to address 0, in which the panels do what they were told.
     void setBroadcastDelay(qint32 ms) { broadcastDelay = ms; }
+    /// How long in ms a reply over the serial port may pause before it is complete. 0, the default: not at
+    /// all.
+    void setReplyGap(int ms) { replyGap = ms; }
+    /// Whether the reply to Write File Record has to be the request's echo; by default it need not.
+    void setReplyChecked(bool checked) { replyChecked = checked; }
     /// The open port to talk over; not owned. Without one, exchanges need a SUB-20 handle.
     void setSerialPort(QSerialPort *port);
 
@@ -54,7 +61,8 @@ public:
     /// has a fixed one. Returns a ModbusResult.
     qint32 transaction(sub_handle sub20Handle, qint32 requestLength, qint32 timeoutMs);
     /// Writes `dataLength` bytes (even, 0 to MaxRecordDataSize) to a record of a file (function 0x15). A
-    /// length out of that range is refused with MB_TX_FAILED. The echo's contents are not compared.
+    /// length out of that range is refused with MB_TX_FAILED. Only setReplyChecked() has the reply compared
+    /// with the request.
     qint32 writeFileRecord(sub_handle sub20Handle, quint8 slaveAddress, quint16 fileNumber,
                            quint16 recordNumber, qint32 dataLength, const std::uint8_t *data);
     /// Reads the identity of the panel (function 0x2B/0x0E) and prints it to the standard output.
@@ -82,17 +90,23 @@ public slots:
 private:
     qint32 checkReply(qint32 count);
     bool sendRequest(qint32 requestLength);
-    void awaitReply();
+    bool isEcho(qint32 requestLength) const;
+    void awaitBytes(int timeoutMs);
+    qint64 readByte(qint32 count);
     qint32 readReply();
     bool lineIsGone() const;
 
     qint32 traceFlag = 0;
     qint32 broadcastDelay = 0;
+    int replyGap = 0;
+    bool replyChecked = false;
     FrameBuffer requestBuffer{};
     FrameBuffer replyBuffer{};
+    /// How many bytes of the reply buffer the last reply took.
+    qint32 replySize = 0;
     QSerialPort *serialPort = nullptr;
     QEventLoop replyLoop;
     QTimer *replyTimer = nullptr;
-    /// Bytes came in since the last request was handed to the port.
+    /// Bytes came in since the request was handed to the port, or since the reply paused.
     bool replyArrived = false;
 };

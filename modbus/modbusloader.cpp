@@ -33,6 +33,8 @@ int MainWindow::modbusBoot()
     connect(&modbus, SIGNAL(errorString(QString)), this, SLOT(reportError(QString)));
     modbus.setTraceFlag(0);
     modbus.setBroadcastDelay(BroadcastDelayMs);
+    modbus.setReplyGap(options.replyGapMs);
+    modbus.setReplyChecked(options.checkReply);
     sub20Handle = nullptr;
     switch (job.connectionType) {
     case ConnectionModbusSub20:

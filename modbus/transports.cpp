@@ -73,7 +73,9 @@ qint32 Modbus::xferCom(qint32 requestLength)
     replyBuffer.fill(0);
     if (requestBuffer[0] == BroadcastAddress)
         return 0;
-    awaitReply();
+    // A quick reply can come in while the request is still being written.
+    if (!replyArrived)
+        awaitBytes(ReplyTimeoutMs);
     return readReply();
 }
 
@@ -95,20 +97,34 @@ bool Modbus::sendRequest(qint32 requestLength)
     return true;
 }
 
-void Modbus::awaitReply()
+/// Returns when bytes come in, when the time is up, or when the line is gone.
+void Modbus::awaitBytes(int timeoutMs)
 {
-    // A quick reply, or the news that the line is gone, can come in while the request is still being written.
-    if (replyArrived || lineIsGone())
+    if (lineIsGone())
         return;
-    replyTimer->start(ReplyTimeoutMs);
+    replyTimer->start(timeoutMs);
     replyLoop.exec();
     replyTimer->stop();
 }
 
+/// Reads the byte that follows the first `count` bytes of the reply. When the port has none, an incomplete
+/// reply may pause for the reply gap.
+qint64 Modbus::readByte(qint32 count)
+{
+    char *const byte = reinterpret_cast<char *>(replyBuffer.data()) + count;
+    const qint64 size = serialPort->read(byte, 1);
+    if (size != 0 || replyGap == 0 ||
+        isCompleteException({replyBuffer.data(), static_cast<std::size_t>(count)}))
+        return size;
+    awaitBytes(replyGap);
+    if (serialPort->bytesAvailable() == 0) // this thread may have slept through the gap: one last look
+        replyLoop.processEvents();
+    return serialPort->read(byte, 1);
+}
+
 qint32 Modbus::readReply()
 {
-    char *const reply = reinterpret_cast<char *>(replyBuffer.data());
-    const qint64 first = serialPort->read(reply, 1);
+    const qint64 first = serialPort->read(reinterpret_cast<char *>(replyBuffer.data()), 1);
     if (first < 0)
         return static_cast<qint32>(first);
     if (first == 0) {
@@ -120,7 +136,7 @@ qint32 Modbus::readReply()
     while (count <= LongestReply) {
         if (isCompleteRecordEcho({replyBuffer.data(), static_cast<std::size_t>(count)}))
             return count;
-        if (serialPort->read(reply + count, 1) <= 0)
+        if (readByte(count) <= 0)
             return count;
         ++count;
     }

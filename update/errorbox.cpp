@@ -14,6 +14,12 @@ void MainWindow::reportError(const QString &errTxt)
         reportErrorFromLoader(errTxt);
         return;
     }
+    errorTold = true;
+    showErrorBox(errTxt);
+}
+
+void MainWindow::showErrorBox(const QString &errTxt)
+{
     qDebug().noquote() << errTxt;
     if (closing)
         return;

@@ -2,6 +2,7 @@
 // MainWindow: one update, from the choice of its image to its end.
 #include "app/mainwindow.h"
 #include "connections/connectiontype.h"
+#include "modbus/modbus.h"
 #include "update/elapsedtext.h"
 #include "update/loaderresult.h"
 
@@ -26,6 +27,21 @@ int loaderResult(const QFuture<int> &future)
         return future.result();
     } catch (...) {
         return LoaderFailed;
+    }
+}
+
+/// For a result that has no text of its own.
+QString silentFailureText(int result)
+{
+    switch (result) {
+    case MB_TX_FAILED:
+        return QStringLiteral("The serial port cannot be written or read (result %1)").arg(result);
+    case MB_RX_OVERFLOW:
+        return QStringLiteral("The panel's reply is too long (result %1)").arg(result);
+    case MB_TIMEOUT:
+        return QStringLiteral("The panel does not reply (result %1)").arg(result);
+    default:
+        return QStringLiteral("The update failed (result %1)").arg(result);
     }
 }
 
@@ -65,7 +81,7 @@ void MainWindow::onUpdBtnClicked()
 {
     if (lineEdit->text().isEmpty()) {
         updBtn->setEnabled(false);
-        reportError(QStringLiteral("Image file not selected!"));
+        showErrorBox(QStringLiteral("Image file not selected!"));
         return;
     }
     progressBar->setValue(0);
@@ -114,6 +130,7 @@ void MainWindow::beginPendingUpdate()
     job = *std::exchange(pendingJob, std::nullopt);
     stopRequested = false;
     sessionOpen = true;
+    errorTold = false;
     future = QtConcurrent::run([this, loader = loaderFor(job.connectionType)] {
         return closing ? LoaderFailed : (this->*loader)();
     });
@@ -138,12 +155,16 @@ void MainWindow::handleFinished()
             progressBar->setValue(0);
         progressBar->setFormat(QString());
     }
-    if (loaderResult(future) < 0)
+    const int result = loaderResult(future);
+    if (result < 0)
         qDebug("thread canceled with error");
     releaseAdapter();
     QGuiApplication::restoreOverrideCursor();
+    const bool isSilent = result > 0 && !errorTold;
     if (pendingJob)
         beginPendingUpdate();
+    if (isSilent && options.tellSilentFailures)
+        showErrorBox(silentFailureText(result));
 }
 
 void MainWindow::releaseAdapter()

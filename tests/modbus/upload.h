@@ -13,6 +13,7 @@
 #include <QPushButton>
 #include <QString>
 #include <QStringList>
+#include <QVariantMap>
 
 #include <memory>
 
@@ -44,8 +45,12 @@ inline QStringList signalsFor(int size)
 /// A window with a panel at its serial port, watched while it uploads.
 struct Upload
 {
-    explicit Upload(const QStringList &panelArguments = {}) : panel(panelArguments)
+    /// `options` are keys and values of the settings file's group of that name, where all values are text.
+    explicit Upload(const QStringList &panelArguments = {}, const QVariantMap &options = {})
+        : panel(panelArguments)
     {
+        for (auto option = options.begin(); option != options.end(); ++option)
+            bench.settings.setValue(QStringLiteral("options/") + option.key(), option.value().toString());
         bench.start();
         bench.probe().connectionType() = ConnectionComPort;
         bench.probe().portName() = panel.path();

@@ -40,6 +40,14 @@ public:
         window.reactToUsbNotice(notice, vendorId);
     }
     void refreshUpdateButton() const { window.refreshUpdateButton(); }
+    /// Ends a run that told of nothing, as if its loader had returned `result`.
+    void endSession(int result) const
+    {
+        window.sessionOpen = true;
+        window.errorTold = false;
+        window.future = QtFuture::makeReadyFuture(result);
+        window.handleFinished();
+    }
     void readConnectionType() const { window.readConnectionType(); }
 
 private:

@@ -22,6 +22,7 @@ class SystemTrace : public SystemTest
 private slots:
     void hotKeyShowsAndHidesTheTrace();
     void hotKeyWorksInTheTraceWindow();
+    void aSecondHotKeyDoesTheSame();
     void closedTraceGoesOnUnseen();
     void traceOfAnUpdate();
     void traceIsSavedAndCleared();
@@ -83,6 +84,22 @@ void SystemTrace::hotKeyWorksInTheTraceWindow()
     startProgram();
     showTrace();
     program().raise(traceWindow());
+    program().press(HotKey);
+    QTRY_VERIFY(traceWindow().isNull());
+}
+
+void SystemTrace::aSecondHotKeyDoesTheSame()
+{
+    const QString second = QStringLiteral("ctrl+F12");
+    settings().setValue(QStringLiteral("options/trace_key"), QStringLiteral("Ctrl+F12"));
+    startProgram();
+    program().raise(program().mainWindow());
+    program().press(second);
+    QTRY_VERIFY(traceWindow().is(State::Showing));
+    program().raise(traceWindow());
+    program().press(second);
+    QTRY_VERIFY(traceWindow().isNull());
+    showTrace();
     program().press(HotKey);
     QTRY_VERIFY(traceWindow().isNull());
 }

@@ -34,6 +34,7 @@ private slots:
     void cancelledFileDialogLeavesTheNameButNoImage();
     void portIsChosenInTheMenu();
     void addressIsTypedIntoTheBox();
+    void aLineThatTricklesNeedsTheReplyGap();
 };
 
 void SystemUpload::imageArrivesByteForByte()
@@ -147,6 +148,23 @@ void SystemUpload::addressIsTypedIntoTheBox()
     QCOMPARE(program().close(EndTimeoutMs), ExitCodeOfSuccess);
     startProgram();
     QCOMPARE(program().addressBox().text(), QStringLiteral("0x42"));
+}
+
+void SystemUpload::aLineThatTricklesNeedsTheReplyGap()
+{
+    const PanelProcess panel({QStringLiteral("--bursts"), QStringLiteral("14")});
+    plugIn(panel);
+    const QByteArray image = rememberImage(ShortImage);
+    // As long as can be: on a busy machine the panel's process itself may be held up.
+    const QString gap = QStringLiteral("1000");
+    settings().setValue(QStringLiteral("options/reply_gap"), gap);
+    startProgram();
+    pressUpdateButton();
+    QTRY_COMPARE_WITH_TIMEOUT(panel.image(), image, 60000);
+    waitForEndOfUpdate();
+    QCOMPARE(program().percent(), Full);
+    QCOMPARE(program().boxTexts(), QStringList());
+    QCOMPARE(settings().value(QStringLiteral("options/reply_gap")).toString(), gap);
 }
 
 QTEST_MAIN(SystemUpload)

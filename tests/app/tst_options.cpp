@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: MIT
+#include "app/options.h"
+#include "tests/support/eventlog.h"
+#include "tests/support/testcase.h"
+
+#include <QFile>
+#include <QSettings>
+#include <QTemporaryDir>
+
+/// The settings file's group "options", as the program reads it at its start.
+class OptionsTest : public TestCase
+{
+    Q_OBJECT
+
+private slots:
+    void withoutAFileAllAreOff();
+    void withoutTheGroupAllAreOff();
+    void allAreRead();
+    void goodValues_data();
+    void goodValues();
+    void refusedValues_data();
+    void refusedValues();
+    void everyRefusedKeyHasItsLine();
+    void aRefusedKeyLeavesTheOthers();
+    void theFileIsNotWritten();
+
+private:
+    /// What is read from a file of these lines, below "[options]".
+    Options read(const QByteArray &lines);
+    static bool areOff(const Options &options);
+    QByteArray content() const;
+    QString fileName() const { return folder.filePath(QStringLiteral("%1.ini").arg(files)); }
+
+    QTemporaryDir folder;
+    int files = 0;
+};
+
+Options OptionsTest::read(const QByteArray &lines)
+{
+    ++files; // Qt may take a file of the same size and time for the one that it knows
+    QFile file(fileName());
+    if (!file.open(QIODevice::WriteOnly) || file.write("[options]\n" + lines + '\n') < 0)
+        QTest::qFail("the file cannot be written", __FILE__, __LINE__);
+    file.close();
+    return readOptions(QSettings(file.fileName(), QSettings::IniFormat));
+}
+
+bool OptionsTest::areOff(const Options &options)
+{
+    return options.replyGapMs == 0 && !options.portFollowsMenu && !options.tellSilentFailures &&
+           !options.checkReply && options.traceKey.isEmpty();
+}
+
+QByteArray OptionsTest::content() const
+{
+    QFile file(fileName());
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void OptionsTest::withoutAFileAllAreOff()
+{
+    EventLog log;
+    const QString missing = folder.filePath(QStringLiteral("missing.ini"));
+    QVERIFY(areOff(readOptions(QSettings(missing, QSettings::IniFormat))));
+    QCOMPARE(log.take(), QStringList());
+    QVERIFY(!QFile::exists(missing));
+}
+
+void OptionsTest::withoutTheGroupAllAreOff()
+{
+    EventLog log;
+    QVERIFY(areOff(read("[settings]\nreply_gap=50\ncheck_reply=true\ntrace_key=F12")));
+    QCOMPARE(log.take(), QStringList());
+}
+
+void OptionsTest::allAreRead()
+{
+    EventLog log;
+    const Options options = read("reply_gap=50\nport_follows_menu=true\ntell_silent_failures=true\n"
+                                 "check_reply=true\ntrace_key=Ctrl+F12");
+    QCOMPARE(options.replyGapMs, 50);
+    QVERIFY(options.portFollowsMenu);
+    QVERIFY(options.tellSilentFailures);
+    QVERIFY(options.checkReply);
+    QCOMPARE(options.traceKey, QKeySequence(Qt::CTRL | Qt::Key_F12));
+    QCOMPARE(log.take(), QStringList());
+}
+
+void OptionsTest::goodValues_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    QTest::addColumn<int>("replyGapMs");
+    QTest::addColumn<bool>("checkReply");
+    QTest::addColumn<QKeySequence>("traceKey");
+    const QKeySequence none;
+    QTest::newRow("least gap") << QByteArray("reply_gap=1") << 1 << false << none;
+    QTest::newRow("largest gap") << QByteArray("reply_gap=1000") << 1000 << false << none;
+    QTest::newRow("quoted gap") << QByteArray("reply_gap=\"50\"") << 50 << false << none;
+    QTest::newRow("True") << QByteArray("check_reply=True") << 0 << true << none;
+    QTest::newRow("false") << QByteArray("check_reply=false") << 0 << false << none;
+    QTest::newRow("function key") << QByteArray("trace_key=F12") << 0 << false << QKeySequence(Qt::Key_F12);
+    QTest::newRow("two presses") << QByteArray("trace_key=Ctrl+K, Ctrl+T") << 0 << false
+                                 << QKeySequence(Qt::CTRL | Qt::Key_K, Qt::CTRL | Qt::Key_T);
+}
+
+void OptionsTest::goodValues()
+{
+    QFETCH(const QByteArray, line);
+    EventLog log;
+    const Options options = read(line);
+    QTEST(options.replyGapMs, "replyGapMs");
+    QTEST(options.checkReply, "checkReply");
+    QTEST(options.traceKey, "traceKey");
+    QCOMPARE(log.take(), QStringList());
+}
+
+void OptionsTest::refusedValues_data()
+{
+    QTest::addColumn<QByteArray>("key");
+    QTest::addColumn<QByteArray>("value");
+    for (const char *const value :
+         {"-1", "-50", "0", "1001", "99999999999", "50.5", "50 ms", "0x32", "fast", "true", "", "50, 60"})
+        QTest::addRow("reply_gap=%s", value) << QByteArray("reply_gap") << QByteArray(value);
+    for (const char *const key : {"port_follows_menu", "tell_silent_failures", "check_reply"}) {
+        for (const char *const value : {"-1", "0", "1", "1001", "yes", "", "true, true"})
+            QTest::addRow("%s=%s", key, value) << QByteArray(key) << QByteArray(value);
+    }
+    for (const char *const value : {"", "Ctrl+", "Shift", "Ctrl+Shift", "no such key", "Ctrl+Nothing"})
+        QTest::addRow("trace_key=%s", value) << QByteArray("trace_key") << QByteArray(value);
+}
+
+void OptionsTest::refusedValues()
+{
+    QFETCH(const QByteArray, key);
+    QFETCH(const QByteArray, value);
+    EventLog log;
+    QVERIFY(areOff(read(key + '=' + value)));
+    QCOMPARE(log.take(), QStringList(QStringLiteral("debug: options/%1 is not used, its value is no good: %2")
+                                         .arg(QString::fromLatin1(key), QString::fromLatin1(value))));
+}
+
+void OptionsTest::everyRefusedKeyHasItsLine()
+{
+    EventLog log;
+    QVERIFY(areOff(read("reply_gap=x\nport_follows_menu=x\ntell_silent_failures=x\ncheck_reply=x\n"
+                        "trace_key=xyz")));
+    QCOMPARE(log.take().size(), 5);
+}
+
+void OptionsTest::aRefusedKeyLeavesTheOthers()
+{
+    EventLog log;
+    const Options options = read("reply_gap=1001\ncheck_reply=true");
+    QCOMPARE(options.replyGapMs, 0);
+    QVERIFY(options.checkReply);
+    QCOMPARE(log.take().size(), 1);
+}
+
+void OptionsTest::theFileIsNotWritten()
+{
+    EventLog log;
+    for (const QByteArray lines :
+         {"reply_gap=50\ntrace_key=Ctrl+F12", "reply_gap=x\ncheck_reply=", "; a remark\n\nreply_gap = 50"}) {
+        read(lines);
+        QCOMPARE(content(), "[options]\n" + lines + '\n');
+    }
+}
+
+QTEST_GUILESS_MAIN(OptionsTest)
+#include "tst_options.moc"

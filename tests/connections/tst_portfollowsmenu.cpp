@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: MIT
+#include "connections/connectiontype.h"
+#include "tests/support/adapterchecks.h"
+#include "tests/support/bytes.h"
+#include "tests/support/panelprocess.h"
+#include "tests/support/testcase.h"
+
+#include <QAction>
+#include <QLabel>
+#include <QMenu>
+
+namespace {
+
+const QString PortA = QStringLiteral("ttyMENU1");
+const QString PortB = QStringLiteral("ttyMENU2");
+
+} // namespace
+
+/// What the choice of a menu entry changes for the next upload and for the next rebuild of the menu, with the
+/// key port_follows_menu and without.
+class PortFollowsMenuTest : public TestCase
+{
+    Q_OBJECT
+
+private slots:
+    void bytesGoWhere_data();
+    void bytesGoWhere();
+    void aRebuildKeeps_data();
+    void aRebuildKeeps();
+    void theAdapterIsKeptToo();
+    void aPickedPortComesBack();
+    void aShorterNameIsKept_data();
+    void aShorterNameIsKept();
+    void theFileHoldsNothingMore();
+
+private:
+    static void follow(const WindowBench &bench, const QString &value = QStringLiteral("true"));
+    static QString plugIn(WindowBench &bench, const QString &name, const QString &pty = {});
+    static void pick(const WindowBench &bench, const QString &name);
+    static QStringList checked(const WindowBench &bench);
+    static void addValues(const char *ifOff, const char *ifOn);
+};
+
+void PortFollowsMenuTest::follow(const WindowBench &bench, const QString &value)
+{
+    if (!value.isNull())
+        bench.settings.setValue(QStringLiteral("options/port_follows_menu"), value);
+}
+
+QString PortFollowsMenuTest::plugIn(WindowBench &bench, const QString &name, const QString &pty)
+{
+    return bench.devices.addSerialPort(name, QStringLiteral("Converter"), 0x0403, pty);
+}
+
+void PortFollowsMenuTest::pick(const WindowBench &bench, const QString &name)
+{
+    for (QAction *const action : bench.probe().menu()->actions()) {
+        if (action->text() == name) {
+            action->trigger();
+            return;
+        }
+    }
+    QTest::qFail("no such entry", __FILE__, __LINE__);
+}
+
+QStringList PortFollowsMenuTest::checked(const WindowBench &bench)
+{
+    QStringList texts;
+    for (const QAction *const action : bench.probe().menu()->actions()) {
+        if (action->isChecked())
+            texts += action->text();
+    }
+    return texts;
+}
+
+/// Rows of the option's value, null for none, and what comes of it.
+void PortFollowsMenuTest::addValues(const char *ifOff, const char *ifOn)
+{
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("missing") << QString() << QString::fromLatin1(ifOff);
+    QTest::newRow("true") << QStringLiteral("true") << QString::fromLatin1(ifOn);
+    QTest::newRow("false") << QStringLiteral("false") << QString::fromLatin1(ifOff);
+    QTest::newRow("refused") << QStringLiteral("1") << QString::fromLatin1(ifOff);
+}
+
+void PortFollowsMenuTest::bytesGoWhere_data()
+{
+    addValues("ttyMENU1", "ttyMENU2");
+}
+
+void PortFollowsMenuTest::bytesGoWhere()
+{
+    QFETCH(const QString, value);
+    QFETCH(const QString, expected);
+    const QByteArray image = unevenBytes(100);
+    const PanelProcess panelA;
+    const PanelProcess panelB;
+    WindowBench bench;
+    follow(bench, value);
+    plugIn(bench, PortA, panelA.path());
+    plugIn(bench, PortB, panelB.path());
+    bench.start(PortA, image);
+    pick(bench, PortB);
+    QCOMPARE(bench.probe().portName(), expected);
+    QCOMPARE(bench.widget<QLabel>("labelDevName")->text(), QStringLiteral("Connection via ") + PortB);
+    bench.press();
+    QVERIFY(bench.waitForEnd());
+    QCOMPARE(panelA.image(), expected == PortA ? image : QByteArray());
+    QCOMPARE(panelB.image(), expected == PortB ? image : QByteArray());
+}
+
+void PortFollowsMenuTest::aRebuildKeeps_data()
+{
+    addValues("ttyMENU1", "ttyMENU2");
+}
+
+void PortFollowsMenuTest::aRebuildKeeps()
+{
+    QFETCH(const QString, value);
+    QFETCH(const QString, expected);
+    WindowBench bench;
+    follow(bench, value);
+    plugIn(bench, PortA);
+    plugIn(bench, PortB);
+    bench.start(PortA, {});
+    pick(bench, PortB);
+    bench.probe().updateConnections();
+    QCOMPARE(checked(bench), QStringList(expected));
+    QCOMPARE(bench.probe().portName(), expected);
+    QCOMPARE(bench.probe().deviceName(), expected);
+}
+
+void PortFollowsMenuTest::theAdapterIsKeptToo()
+{
+    const SimulatedAdapter adapter;
+    WindowBench bench;
+    follow(bench);
+    plugIn(bench, PortA);
+    bench.start(PortA, {});
+    pick(bench, ModbusText);
+    QCOMPARE(bench.probe().portName(), PortA);
+    bench.probe().updateConnections();
+    QCOMPARE(checked(bench), QStringList(ModbusText));
+    QCOMPARE(bench.probe().portName(), PortA);
+    QCOMPARE(bench.probe().connectionType(), int{ConnectionModbusSub20});
+}
+
+void PortFollowsMenuTest::aPickedPortComesBack()
+{
+    WindowBench bench;
+    follow(bench);
+    plugIn(bench, PortA);
+    const QString id = plugIn(bench, PortB);
+    bench.start(PortA, {});
+    pick(bench, PortB);
+    bench.devices.remove(id);
+    bench.probe().updateConnections();
+    QCOMPARE(bench.probe().portName(), PortA);
+    plugIn(bench, PortB);
+    bench.probe().updateConnections();
+    QCOMPARE(bench.probe().portName(), PortB);
+    QCOMPARE(checked(bench), QStringList(PortB));
+}
+
+void PortFollowsMenuTest::aShorterNameIsKept_data()
+{
+    addValues("COM10", "COM1");
+}
+
+// The stored name is looked for within the entries' names; a longer one may stand first.
+void PortFollowsMenuTest::aShorterNameIsKept()
+{
+    QFETCH(const QString, value);
+    WindowBench bench;
+    follow(bench, value);
+    bench.start();
+    for (const char *const name : {"COM10", "COM1"})
+        bench.probe().addConnectionAction(QString::fromLatin1(name), ConnectionComPort, 0);
+    bench.probe().deviceName() = QStringLiteral("COM1");
+    bench.probe().selectStoredConnection();
+    QTEST(bench.probe().portName(), "expected");
+    QCOMPARE(checked(bench), QStringList(bench.probe().portName()));
+}
+
+void PortFollowsMenuTest::theFileHoldsNothingMore()
+{
+    WindowBench bench;
+    follow(bench);
+    plugIn(bench, PortA);
+    bench.start();
+    pick(bench, PortA);
+    bench.close();
+    QStringList keys = bench.settings.keys();
+    keys.sort();
+    QCOMPARE(keys,
+             QStringList({QStringLiteral("options/port_follows_menu"), QStringLiteral("settings/address"),
+                          QStringLiteral("settings/connection_type"), QStringLiteral("settings/deviceName"),
+                          QStringLiteral("settings/port")}));
+}
+
+QTEST_MAIN(PortFollowsMenuTest)
+#include "tst_portfollowsmenu.moc"
