@@ -3,11 +3,16 @@
 
 #include "trace/logbrowserdialog.h"
 
+#include <QCoreApplication>
+
 QPointer<LogBrowser> logBrowser;
 bool logHandlerInstalled = false;
 
 void logMessageHandler(QtMsgType type, const QMessageLogContext &, const QString &message)
 {
+    // Without an application nothing is shown any more, and what a queued signal needs goes with the process.
+    if (!QCoreApplication::instance())
+        return;
     if (LogBrowser *const browser = logBrowser.data())
         browser->outputMessage(type, message);
 }

@@ -44,5 +44,5 @@ extern QPointer<LogBrowser> logBrowser;
 extern bool logHandlerInstalled;
 
 /// The handler for qInstallMessageHandler(): passes each message to `logBrowser`, or drops it when there is
-/// none. Runs on whichever thread logs.
+/// none or the application has gone. Runs on whichever thread logs.
 void logMessageHandler(QtMsgType type, const QMessageLogContext &context, const QString &message);

@@ -4,13 +4,12 @@
 #include "tests/support/simulatedadapter.h"
 #include "tests/support/testcase.h"
 #include "tests/support/windowbench.h"
-#include "trace/logbrowserdialog.h"
+#include "tests/trace/tracehandler.h"
 
 #include <QApplication>
 #include <QDebug>
 #include <QMetaMethod>
 #include <QSignalSpy>
-#include <QTextBrowser>
 #include <QThread>
 
 #include <array>
@@ -18,55 +17,10 @@
 
 namespace {
 
-/// The one trace dialog; the browsers before it are gone with theirs.
-LogBrowserDialog *findDialog()
-{
-    LogBrowserDialog *found = nullptr;
-    for (QWidget *const widget : QApplication::topLevelWidgets()) {
-        if (auto *const dialog = qobject_cast<LogBrowserDialog *>(widget)) {
-            if (found)
-                QTest::qFail("there are two trace dialogs", __FILE__, __LINE__);
-            found = dialog;
-        }
-    }
-    return found;
-}
-
-QStringList shownLines()
-{
-    const QString text = findDialog()->findChild<QTextBrowser *>()->toPlainText();
-    return text.isEmpty() ? QStringList() : text.split(u'\n');
-}
-
-/// The message handler of this moment; it stays.
-QtMessageHandler currentHandler()
-{
-    const QtMessageHandler handler = qInstallMessageHandler(nullptr);
-    qInstallMessageHandler(handler);
-    return handler;
-}
-
 void pressHotKey(QWidget &widget)
 {
     QTest::keyClick(&widget, Qt::Key_BracketRight, Qt::ControlModifier | Qt::ShiftModifier);
 }
-
-/// Puts back what a test has left installed.
-class HandlerGuard
-{
-public:
-    HandlerGuard() : before(currentHandler()) {}
-    ~HandlerGuard()
-    {
-        qInstallMessageHandler(before);
-        logHandlerInstalled = false;
-    }
-    HandlerGuard(const HandlerGuard &) = delete;
-    HandlerGuard &operator=(const HandlerGuard &) = delete;
-
-private:
-    QtMessageHandler before;
-};
 
 } // namespace
 

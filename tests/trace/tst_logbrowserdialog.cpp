@@ -3,70 +3,16 @@
 
 #include "tests/support/modalwatch.h"
 #include "tests/support/testcase.h"
+#include "tests/trace/tracedialog.h"
 
 #include <QDir>
 #include <QFileDialog>
 #include <QHBoxLayout>
-#include <QLineEdit>
 #include <QMetaMethod>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTextBrowser>
 #include <QVBoxLayout>
-
-namespace {
-
-/// A trace dialog with access to its parts.
-struct Trace
-{
-    Trace() : dialog(&window, nullptr) {}
-
-    QTextBrowser &browser() const { return *dialog.findChild<QTextBrowser *>(); }
-    QString text() const { return browser().toPlainText(); }
-    QPushButton &button(const QString &text) const
-    {
-        for (QPushButton *const button : dialog.findChildren<QPushButton *>()) {
-            if (button->text() == text)
-                return *button;
-        }
-        qFatal("no button \"%s\"", qPrintable(text));
-    }
-    void log(const char *text) { dialog.outputMessage(QtDebugMsg, QString::fromUtf8(text)); }
-
-    QWidget window;
-    LogBrowserDialog dialog;
-};
-
-/// Chooses a file in the save dialogs; an empty name cancels them.
-class SaveChoice
-{
-public:
-    explicit SaveChoice(const QString &fileName)
-        : watch([fileName](QFileDialog &dialog) {
-              // Not QFileDialog::selectFile: the name goes in as the user types it.
-              if (fileName.isEmpty()) {
-                  dialog.reject();
-                  return;
-              }
-              dialog.findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(fileName);
-              QMetaObject::invokeMethod(&dialog, "accept");
-          })
-    {
-    }
-
-    int count() const { return watch.count(); }
-
-private:
-    ModalWatch<QFileDialog> watch;
-};
-
-QByteArray contentOf(const QString &fileName)
-{
-    QFile file(fileName);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("unreadable");
-}
-
-} // namespace
 
 class LogBrowserDialogTest : public TestCase
 {
