@@ -15,6 +15,7 @@ namespace {
 
 constexpr QRect InitialGeometry(300, 300, 300, 300);
 constexpr int ButtonRowStretch = 10;
+constexpr qint64 TurnMs = 30;
 
 } // namespace
 
@@ -33,8 +34,12 @@ LogBrowserDialog::LogBrowserDialog(const QWidget *styleSource, QWidget *parent) 
     buttons->addStretch(ButtonRowStretch);
     clearButton = addButton(tr("Clear"), buttons);
     connect(clearButton, SIGNAL(clicked()), browser, SLOT(clear()));
+    connect(clearButton, &QPushButton::clicked, this, [this] { pending.clear(); });
     saveButton = addButton(tr("Save Trace"), buttons);
     connect(saveButton, SIGNAL(clicked()), this, SLOT(save()));
+
+    turn.setSingleShot(true);
+    connect(&turn, &QTimer::timeout, this, &LogBrowserDialog::appendPending);
 
     setStyleSheet(styleSource->styleSheet());
     setGeometry(InitialGeometry);
@@ -53,18 +58,41 @@ void LogBrowserDialog::outputMessage(QtMsgType type, const QString &message)
     switch (type) {
     case QtDebugMsg:
     case QtInfoMsg:
-        browser->append(message);
+        append(message);
         break;
     case QtWarningMsg:
-        browser->append(tr("— WARNING: %1").arg(message));
+        append(tr("— WARNING: %1").arg(message));
         break;
     case QtCriticalMsg:
-        browser->append(tr("— CRITICAL: %1").arg(message));
+        append(tr("— CRITICAL: %1").arg(message));
         break;
     case QtFatalMsg:
-        browser->append(tr("— FATAL: %1").arg(message));
+        append(tr("— FATAL: %1").arg(message));
         break;
     }
+}
+
+void LogBrowserDialog::append(const QString &text)
+{
+    if (!turn.isActive()) { // the first message of this turn
+        turnTime.start();
+        turn.start();
+    }
+    if (pending.isEmpty() && turnTime.elapsed() < TurnMs)
+        browser->append(text);
+    else
+        pending += text;
+}
+
+void LogBrowserDialog::appendPending()
+{
+    turnTime.start();
+    qsizetype appended = 0;
+    while (appended < pending.size() && turnTime.elapsed() < TurnMs)
+        browser->append(pending.at(appended++));
+    pending.remove(0, appended);
+    if (!pending.isEmpty())
+        turn.start();
 }
 
 void LogBrowserDialog::save()
@@ -85,6 +113,8 @@ void LogBrowserDialog::save()
         return;
     }
     QTextStream stream(&file);
+    while (!pending.isEmpty()) // the trace is saved whole
+        appendPending();
     stream << browser->toPlainText();
 }
 

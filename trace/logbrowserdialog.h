@@ -2,7 +2,10 @@
 #pragma once
 
 #include <QDialog>
+#include <QElapsedTimer>
 #include <QString>
+#include <QStringList>
+#include <QTimer>
 #include <QtGlobal>
 
 class QPushButton;
@@ -26,9 +29,17 @@ public slots:
     void keyCtrlDPressed();
 
 private:
+    void append(const QString &text);
+    void appendPending();
     QPushButton *addButton(const QString &text, QLayout *layout);
 
     QTextBrowser *browser = nullptr;
     QPushButton *clearButton = nullptr;
     QPushButton *saveButton = nullptr;
+
+    /// Appending is slow, and a flood of messages would keep the event loop from everything else. So each of
+    /// its turns appends for a limited time, and what is left over waits here for the next.
+    QStringList pending;
+    QTimer turn;
+    QElapsedTimer turnTime;
 };

@@ -16,6 +16,7 @@ constexpr int Threads = 4;
 constexpr int MessagesPerThread = 25000;
 constexpr int Messages = Threads * MessagesPerThread;
 constexpr int ArrivalTimeoutMs = 240000;
+constexpr int FewestClicks = 20;
 
 int shownCount()
 {
@@ -64,20 +65,21 @@ void ManyMessagesTest::allArriveInOrderWhileTheWindowAnswers()
 {
     const TraceOn trace;
     QVERIFY(QTest::qWaitForWindowExposed(findDialog()));
+    // Clicked whenever the event loop comes round.
     QPushButton button;
-    int shownAtClick = -1;
-    connect(&button, &QPushButton::clicked, this, [&shownAtClick] { shownAtClick = shownCount(); });
-    QTimer timer;
-    timer.callOnTimeout([&] {
-        if (shownAtClick < 0 && shownCount() > 1)
-            button.click();
+    int clicksInTheFlood = 0;
+    connect(&button, &QPushButton::clicked, this, [&clicksInTheFlood] {
+        if (shownCount() > 1 && shownCount() < Messages)
+            ++clicksInTheFlood;
     });
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, &button, &QPushButton::click);
     timer.start(0);
 
     Loggers loggers;
     loggers.start();
     QTRY_COMPARE_WITH_TIMEOUT(shownCount(), Messages, ArrivalTimeoutMs);
-    QVERIFY2(shownAtClick > 0 && shownAtClick < Messages, qPrintable(QString::number(shownAtClick)));
+    QVERIFY2(clicksInTheFlood >= FewestClicks, qPrintable(QString::number(clicksInTheFlood)));
 
     std::array<int, Threads> next{};
     for (const QString &line : shownLines()) {
