@@ -16,6 +16,8 @@ namespace {
 constexpr GUID UsbDeviceInterface{
     0xA5DCBF10, 0x6530, 0x11D2, {0x90, 0x1F, 0x00, 0xC0, 0x4F, 0xB9, 0x51, 0xED}};
 
+static_assert(sizeof(DEV_BROADCAST_DEVICEINTERFACE_W) == 32);
+
 } // namespace
 
 void MainWindow::registerUsbNotices()
