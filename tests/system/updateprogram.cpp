@@ -52,8 +52,14 @@ void UpdateProgram::start(const QString &configFolder)
     variables.insert(QStringLiteral("XDG_CONFIG_HOME"), configFolder);
     root = {};
     startChild(process, variables, QStringLiteral(ZEPHYRIN_UPDATE));
-    QVERIFY2(QTest::qWaitFor([this] { return mainWindow().is(State::Active); }, PatienceMs),
-             qPrintable(printed()));
+    const auto isActive = [this] {
+        if (mainWindow().is(State::Active))
+            return true;
+        // A window manager that has just started may sleep over the window until something else happens.
+        press(QStringLiteral("Shift_L"));
+        return false;
+    };
+    QVERIFY2(QTest::qWaitFor(isActive, PatienceMs), qPrintable(printed()));
 }
 
 std::optional<int> UpdateProgram::close(int timeoutMs)
