@@ -15,7 +15,6 @@ namespace {
 
 constexpr int ChunkSize = 32;
 constexpr int RequestOverhead = 12;
-const QString ErrorPrefix = QStringLiteral("errorSignal ");
 const QString Exchange = QStringLiteral("sub_rs_xfer");
 
 /// The panel's copy of an image: an odd last chunk is filled up to whole registers.
@@ -302,33 +301,15 @@ void AdapterUploadTest::aRefusedTimingEndsNothing()
 
 void AdapterUploadTest::theImageDoesNotOpen_data()
 {
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("reason");
-    const QString missing = QStringLiteral("No such file or directory");
-    QTest::newRow("missing") << QStringLiteral("/nowhere/panel.INC") << missing;
-    QTest::newRow("placeholders in its name") << QStringLiteral("/nowhere/%2 %1.INC") << missing;
-    QTest::newRow("no name") << QString() << missing;
-    QTest::newRow("folder") << QStringLiteral("/") << QStringLiteral("Is a directory");
+    addImagesThatDoNotOpen();
 }
 
 void AdapterUploadTest::theImageDoesNotOpen()
 {
-    QFETCH(const QString, name);
-    QFETCH(const QString, reason);
     SimulatedAdapter adapter;
     WindowBench bench;
-    bench.start(ModbusText, unevenBytes(100));
-    bench.probe().imageFileName() = name;
-    const EmitterLog told(*bench.probe().emitter());
-    const MessageBoxes boxes;
-    bench.press();
-    QVERIFY(bench.waitForEnd());
-    const QString text = QStringLiteral("Can't open image file ") + name + u' ' + reason;
-    QCOMPARE(told.lines(), QStringList{ErrorPrefix + text});
-    QCOMPARE(boxes.informativeTexts(), QStringList{text});
-    QCOMPARE(bench.probe().future().result(), -1);
+    verifyImageDoesNotOpen(bench, ModbusText);
     QCOMPARE(adapter.calls(QStringLiteral("sub_open")), QStringList());
-    verifySessionEnded(bench, false);
 }
 
 void AdapterUploadTest::theImageCannotBeRead()

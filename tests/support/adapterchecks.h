@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "tests/support/bytes.h"
+#include "tests/support/emitterlog.h"
+#include "tests/support/modalwatch.h"
 #include "tests/support/simulatedadapter.h"
 #include "tests/support/windowbench.h"
 
@@ -17,6 +20,8 @@ inline const QString InfraRedText = QStringLiteral("InfraRed SUB-20");
 inline const QString ModbusText = QStringLiteral("Modbus SUB-20");
 /// What the log says when a loader returns a negative result.
 inline const QString CanceledText = QStringLiteral("thread canceled with error");
+/// Before an error that a loader's emitter tells.
+inline const QString ErrorPrefix = QStringLiteral("errorSignal ");
 
 /// Calls as the library logs them, with the bare "h" for every handle: their numbers go on from test to test.
 inline QStringList withoutHandles(QStringList calls)
@@ -79,4 +84,45 @@ inline void verifySessionEnded(const WindowBench &bench, bool isBarFull)
     QCOMPARE(bar->value(), isBarFull ? bar->maximum() : 0);
     QCOMPARE(bar->format(), QString());
     QVERIFY(!QGuiApplication::overrideCursor());
+}
+
+/// Rows of images that do not open, and what the user is told of them.
+inline void addImagesThatDoNotOpen()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("reason");
+    const QString missing = QStringLiteral("No such file or directory");
+    QTest::newRow("missing") << QStringLiteral("/nowhere/panel.INC") << missing;
+    QTest::newRow("placeholders in its name") << QStringLiteral("/nowhere/%2 %1.INC") << missing;
+    QTest::newRow("no name") << QString() << missing;
+    QTest::newRow("folder") << QStringLiteral("/") << QStringLiteral("Is a directory");
+}
+
+/// Runs an update over this connection with the row's image: it ends, and the user is told why.
+inline void verifyImageDoesNotOpen(WindowBench &bench, const QString &connection)
+{
+    QFETCH(const QString, name);
+    QFETCH(const QString, reason);
+    bench.start(connection, unevenBytes(100));
+    bench.probe().imageFileName() = name;
+    const EmitterLog told(*bench.probe().emitter());
+    const MessageBoxes boxes;
+    bench.press();
+    QVERIFY(bench.waitForEnd());
+    const QString text = QStringLiteral("Can't open image file ") + name + u' ' + reason;
+    QCOMPARE(told.lines(), QStringList{ErrorPrefix + text});
+    QCOMPARE(boxes.informativeTexts(), QStringList{text});
+    QCOMPARE(bench.probe().future().result(), -1);
+    verifySessionEnded(bench, false);
+}
+
+/// Rows of both connections through the adapter, with and without handles that come again.
+inline void addConnectionsAndHandles()
+{
+    QTest::addColumn<QString>("connection");
+    QTest::addColumn<QByteArray>("reuse");
+    QTest::newRow("infrared") << InfraRedText << QByteArray("0");
+    QTest::newRow("infrared, the same handle again") << InfraRedText << QByteArray("1");
+    QTest::newRow("Modbus") << ModbusText << QByteArray("0");
+    QTest::newRow("Modbus, the same handle again") << ModbusText << QByteArray("1");
 }

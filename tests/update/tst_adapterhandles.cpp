@@ -138,12 +138,7 @@ void AdapterHandlesTest::eachRunHasItsOwnHandle()
 
 void AdapterHandlesTest::aRunThatFailsBeforeOpeningClosesNothing_data()
 {
-    QTest::addColumn<QString>("connection");
-    QTest::addColumn<QByteArray>("reuse");
-    QTest::newRow("infrared") << InfraRedText << QByteArray("0");
-    QTest::newRow("infrared, the same handle again") << InfraRedText << QByteArray("1");
-    QTest::newRow("Modbus") << ModbusText << QByteArray("0");
-    QTest::newRow("Modbus, the same handle again") << ModbusText << QByteArray("1");
+    addConnectionsAndHandles();
 }
 
 void AdapterHandlesTest::aRunThatFailsBeforeOpeningClosesNothing()
@@ -231,12 +226,7 @@ void AdapterHandlesTest::theMenuIsSwitchedDuringTheRun()
 
 void AdapterHandlesTest::stopThenStartWithinOneBlock_data()
 {
-    QTest::addColumn<QString>("connection");
-    QTest::addColumn<QByteArray>("reuse");
-    QTest::newRow("infrared") << InfraRedText << QByteArray("0");
-    QTest::newRow("infrared, the same handle again") << InfraRedText << QByteArray("1");
-    QTest::newRow("Modbus") << ModbusText << QByteArray("0");
-    QTest::newRow("Modbus, the same handle again") << ModbusText << QByteArray("1");
+    addConnectionsAndHandles();
 }
 
 void AdapterHandlesTest::stopThenStartWithinOneBlock()

@@ -10,7 +10,6 @@ namespace {
 
 constexpr int BlockSize = 48;
 constexpr int Copies = 3;
-const QString ErrorPrefix = QStringLiteral("errorSignal ");
 const QString NotConnected = QStringLiteral("SUB-20 not connected!");
 const QString Transmission = QStringLiteral("sub_ir_tx");
 
@@ -168,35 +167,17 @@ void InfraredFailuresTest::theAdapterFails()
 
 void InfraredFailuresTest::theImageDoesNotOpen_data()
 {
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("reason");
-    const QString missing = QStringLiteral("No such file or directory");
-    QTest::newRow("missing") << QStringLiteral("/nowhere/panel.INC") << missing;
-    QTest::newRow("placeholders in its name") << QStringLiteral("/nowhere/%2 %1.INC") << missing;
-    QTest::newRow("no name") << QString() << missing;
-    QTest::newRow("folder") << QStringLiteral("/") << QStringLiteral("Is a directory");
+    addImagesThatDoNotOpen();
 }
 
 void InfraredFailuresTest::theImageDoesNotOpen()
 {
-    QFETCH(const QString, name);
-    QFETCH(const QString, reason);
     SimulatedAdapter adapter;
     WindowBench bench;
-    bench.start(InfraRedText, unevenBytes(100));
-    bench.probe().imageFileName() = name;
-    const EmitterLog told(*bench.probe().emitter());
-    const MessageBoxes boxes;
-    bench.press();
-    QVERIFY(bench.waitForEnd());
-    const QString text = QStringLiteral("Can't open image file ") + name + u' ' + reason;
-    QCOMPARE(told.lines(), QStringList{ErrorPrefix + text});
-    QCOMPARE(boxes.informativeTexts(), QStringList{text});
-    QCOMPARE(bench.probe().future().result(), -1);
+    verifyImageDoesNotOpen(bench, InfraRedText);
     QCOMPARE(opens(adapter.log()), 1);
     QCOMPARE(adapter.calls(QStringLiteral("sub_ir_config")), QStringList());
     QCOMPARE(handleFaults(adapter.log()), QStringList());
-    verifySessionEnded(bench, false);
 }
 
 void InfraredFailuresTest::theImageCannotBeRead()
