@@ -1,14 +1,19 @@
 # SPDX-License-Identifier: MIT
-# What every target of ours is compiled with: warnings, and the sanitizers where they are asked for.
+# What every target of ours is compiled with: warnings, the sanitizers where they are asked for, and hardening.
 
 add_library(zephyrin_warnings INTERFACE)
 if(MSVC)
-    target_compile_options(zephyrin_warnings INTERFACE /W4 /utf-8)
+    target_compile_options(zephyrin_warnings INTERFACE /W4 /utf-8 /permissive-)
+    # The C library's own functions are meant, not Microsoft's for them.
+    target_compile_definitions(zephyrin_warnings INTERFACE _CRT_SECURE_NO_WARNINGS)
 else()
     target_compile_options(zephyrin_warnings INTERFACE
         -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnull-dereference
         $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast> $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
         $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL GNU) # GCC 12 sees an overlap in "text" + std::string(), where there is none
+        target_compile_options(zephyrin_warnings INTERFACE -Wno-restrict)
+    endif()
 endif()
 
 if(ZEPHYRIN_WARNINGS_AS_ERRORS)
@@ -19,4 +24,10 @@ if(ZEPHYRIN_SANITIZERS)
     add_compile_options(-fsanitize=${ZEPHYRIN_SANITIZERS} -fno-omit-frame-pointer
         -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${ZEPHYRIN_SANITIZERS})
+endif()
+
+# What distributions harden their programs with. A gcc that has a level of its own would warn of another one.
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    add_compile_options("$<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2;-fstack-protector-strong>")
+    add_link_options("$<$<CONFIG:Release>:-Wl,-z,relro,-z,now>")
 endif()
