@@ -6,9 +6,12 @@
 #include "ui_mainwindow.h"
 #include "update/emitter.h"
 
+#include <QApplication>
 #include <QCloseEvent>
-#include <QCoreApplication>
-#include <QSerialPortInfo>
+#include <QLabel>
+#include <QPalette>
+#include <QProgressBar>
+#include <QPushButton>
 #include <QSettings>
 #include <QShortcut>
 
@@ -76,6 +79,25 @@ void MainWindow::initWidgets()
     progressBar->setStyleSheet(ProgressBarStyle);
     progressBar->setFormat(QString());
     spinBoxAdress = ui->spinBoxAdress;
+    keepReadable();
+    QApplication::setWindowIcon(windowIcon()); // the program's other windows have none of their own
+}
+
+void MainWindow::keepReadable()
+{
+    // The sheet of the bar has a light ground, whatever the system's theme is.
+    QPalette onLightGround;
+    onLightGround.setColor(QPalette::Text, Qt::black);
+    progressBar->setPalette(onLightGround);
+    // The label's green and red need one as well: where the theme's is dark, its letters are light.
+    const QColor ground = palette().color(QPalette::Window);
+    const QColor letters = palette().color(QPalette::WindowText);
+    if (letters.lightness() > ground.lightness()) {
+        QPalette inverse;
+        inverse.setColor(QPalette::Window, letters);
+        labelDevName->setPalette(inverse);
+        labelDevName->setAutoFillBackground(true);
+    }
 }
 
 void MainWindow::connectSignals()

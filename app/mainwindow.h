@@ -89,6 +89,8 @@ private:
     // app/mainwindow.cpp
     void initTitle();
     void initWidgets();
+    /// Gives what has colours of its own a light ground on a dark theme, too.
+    void keepReadable();
     void connectSignals();
     void initTrace();
     void addTraceKey(const QKeySequence &keys);

@@ -7,6 +7,7 @@
 #include <QHBoxLayout>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTextBrowser>
 #include <QTextStream>
 #include <QVBoxLayout>
@@ -25,6 +26,9 @@ LogBrowserDialog::LogBrowserDialog(const QWidget *styleSource, QWidget *parent) 
     auto *const rows = new QVBoxLayout;
     setLayout(rows);
     browser = new QTextBrowser(this);
+    browser->setAccessibleName(tr("Log messages"));
+    for (QScrollBar *const bar : {browser->verticalScrollBar(), browser->horizontalScrollBar()})
+        bar->setAccessibleName(browser->accessibleName());
     rows->addWidget(browser);
     setWindowFlags(Qt::Tool);
 

@@ -25,6 +25,8 @@ void MainWindow::showErrorBox(const QString &errTxt)
         return;
     QMessageBox box(QMessageBox::Critical, QString(), tr("Error:"), QMessageBox::Close);
     box.setInformativeText(errTxt);
+    box.setAccessibleName(box.text());
+    box.setAccessibleDescription(errTxt);
     // A file name is shown as it stands, even one that looks like markup. The box has no call for that.
     if (auto *const label = box.findChild<QLabel *>(QStringLiteral("qt_msgbox_informativelabel")))
         label->setTextFormat(Qt::PlainText);

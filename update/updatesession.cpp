@@ -141,6 +141,7 @@ void MainWindow::progressBarHandling(int value)
 {
     progressBar->setValue(value);
     progressBar->setFormat(elapsedText(static_cast<quint32>(elapsedTimer.elapsed())));
+    progressBar->setAccessibleDescription(progressBar->text()); // a screen reader gets the number alone
 }
 
 void MainWindow::handleFinished()
@@ -154,6 +155,7 @@ void MainWindow::handleFinished()
         if (progressBar->value() != progressBar->maximum())
             progressBar->setValue(0);
         progressBar->setFormat(QString());
+        progressBar->setAccessibleDescription(QString());
     }
     const int result = loaderResult(future);
     if (result < 0)

@@ -62,6 +62,11 @@ QString Accessible::name() const
     return property(AccessibleInterface, "Name").toString();
 }
 
+QString Accessible::description() const
+{
+    return property(AccessibleInterface, "Description").toString();
+}
+
 bool Accessible::is(State state) const
 {
     const auto words = qdbus_cast<QList<uint>>(call(AccessibleInterface, "GetState"));

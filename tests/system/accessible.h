@@ -39,6 +39,7 @@ public:
 
     std::optional<Role> role() const;
     QString name() const;
+    QString description() const;
     bool is(State state) const;
     /// What an input field or a text area holds.
     QString text() const;

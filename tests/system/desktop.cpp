@@ -56,7 +56,7 @@ void Desktop::startScreen()
 {
     // A server without clients would begin afresh, and throw out whoever just connects.
     const QString options =
-        QStringLiteral("-displayfd 1 -noreset -nolisten tcp -screen 0 1024x768x24 -dpi 96");
+        QStringLiteral("-displayfd 1 -noreset -nolisten tcp -screen 0 1280x800x24 -dpi 96");
     startChild(screen, variables, QStringLiteral("Xvfb"), options.split(u' '));
     const QString number = readLine(screen);
     QVERIFY2(!number.isEmpty(), screen.readAllStandardError().constData());

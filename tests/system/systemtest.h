@@ -70,13 +70,15 @@ protected:
     std::unique_ptr<Desktop> desktop;
     std::unique_ptr<Person> person;
 
+protected slots:
+    void init();
+
 private:
     void endWell() const;
     void leaveTraces() const;
 
 private slots:
     void initTestCase();
-    void init();
     void cleanup();
     void cleanupTestCase();
 };

@@ -36,6 +36,7 @@ class SystemDevices : public SystemTest
 private slots:
     void adapterComesAndGoes();
     void convertersOfOneVendorComeAndGo();
+    void portThatIsPluggedInCanBeUsed();
     void storedPortIsTakenAsSoonAsItComes();
     void tenTimesInAndOut();
     void tenTimesInQuickSuccession();
@@ -169,6 +170,19 @@ void SystemDevices::convertersOfOneVendorComeAndGo()
     expectConnections({other(portName()), portName()}, other(portName()));
     devices().remove(second);
     expectConnections({portName()}, portName());
+}
+
+void SystemDevices::portThatIsPluggedInCanBeUsed()
+{
+    const PanelProcess panel;
+    const QByteArray image = rememberImage(3 * RecordSize);
+    startProgram();
+    expectNoConnections();
+    plugIn(panel);
+    expectConnections({portName()}, portName());
+    pressUpdateButton();
+    QTRY_COMPARE(panel.image(), image);
+    waitForEndOfUpdate();
 }
 
 void SystemDevices::storedPortIsTakenAsSoonAsItComes()

@@ -8,6 +8,7 @@
 #include <QTest>
 
 #include <chrono>
+#include <optional>
 
 using namespace std::chrono_literals;
 using State = Accessible::State;
@@ -46,6 +47,7 @@ private slots:
     void badReplyEndsTheUpdateWithABox_data();
     void badReplyEndsTheUpdateWithABox();
     void unpluggedCableEndsTheUpdateAtOnce();
+    void converterThatIsPulledOutEndsTheUpdateAtOnce();
     void windowIsClosedDuringAnUpdate();
     void vanishedImageIsReported();
     void vanishedPortIsReported();
@@ -140,6 +142,23 @@ void SystemInterruptions::unpluggedCableEndsTheUpdateAtOnce()
     const auto before = program().processorTime();
     QTest::qWait(AtOnceMs);
     QCOMPARE_LT(program().processorTime() - before, 200ms);
+}
+
+void SystemInterruptions::converterThatIsPulledOutEndsTheUpdateAtOnce()
+{
+    constexpr int AtOnceMs = 1000;
+    auto panel = std::make_optional<PanelProcess>();
+    const QString device = plugIn(*panel);
+    rememberImage(ManyRecords * RecordSize);
+    startProgram();
+    pressUpdateButton();
+    QVERIFY(panel->waitForRecords(5));
+    QTRY_VERIFY(program().isUpdating());
+    panel.reset(); // the line is dead
+    devices().remove(device);
+    QTRY_VERIFY_WITH_TIMEOUT(program().isIdle(), AtOnceMs);
+    QTRY_COMPARE(program().statusLabel().name(), QStringLiteral("No Available Connections"));
+    QCOMPARE(program().boxTexts(), QStringList());
 }
 
 void SystemInterruptions::windowIsClosedDuringAnUpdate()

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
+#include "tests/support/guidepicture.h"
 #include "tests/support/testcase.h"
 #include "tests/trace/tracehandler.h"
 
 #include <QDebug>
-#include <QDir>
 #include <QPixmap>
 
 namespace {
@@ -12,7 +12,7 @@ constexpr QSize PictureSize(480, 260);
 
 } // namespace
 
-/// Takes the picture of the trace that the user guide shows.
+/// The user guide's picture of a trace with messages of every level.
 class TracePictureTest : public TestCase
 {
     Q_OBJECT
@@ -35,9 +35,8 @@ void TracePictureTest::takePicture()
     LogBrowserDialog &dialog = *findDialog();
     dialog.resize(PictureSize);
     QVERIFY(QTest::qWaitForWindowExposed(&dialog));
-    const QDir folder(QStringLiteral(PICTURES));
-    QVERIFY(folder.mkpath(QStringLiteral(".")));
-    QVERIFY(dialog.grab().save(folder.filePath(QStringLiteral("trace-levels.png"))));
+    const GuidePicture guide(QStringLiteral("trace-levels"));
+    guide.use(dialog.grab().toImage());
 }
 
 QTEST_MAIN(TracePictureTest)

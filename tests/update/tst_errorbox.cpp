@@ -49,7 +49,9 @@ private slots:
     void theBoxIsModal();
     void theTextIsLoggedAsItStands_data();
     void theTextIsLoggedAsItStands();
-    void closingByEscapeWillDo();
+    void aKeyClosesTheBox_data();
+    void aKeyClosesTheBox();
+    void theButtonHasTheKeyboard();
     void theEmittersErrorsAreShown();
 
     void onAnotherThreadItReturnsAfterTheBox();
@@ -115,17 +117,41 @@ void ErrorBoxTest::theTextIsLoggedAsItStands()
     QCOMPARE(boxes.informativeTexts(), QStringList({text}));
 }
 
-void ErrorBoxTest::closingByEscapeWillDo()
+void ErrorBoxTest::aKeyClosesTheBox_data()
 {
+    QTest::addColumn<int>("key");
+    QTest::newRow("escape") << int{Qt::Key_Escape};
+    QTest::newRow("enter") << int{Qt::Key_Return};
+    QTest::newRow("enter of the number pad") << int{Qt::Key_Enter};
+}
+
+void ErrorBoxTest::aKeyClosesTheBox()
+{
+    QFETCH(const int, key);
     WindowBench bench;
     bench.start();
     bool closes = false;
     ModalWatch<QMessageBox> watch([&](QMessageBox &box) {
-        QTest::keyClick(&box, Qt::Key_Escape);
+        QTest::keyClick(&box, static_cast<Qt::Key>(key));
         closes = !box.isVisible();
     });
     bench.window().reportError(QStringLiteral("It broke"));
     QVERIFY(closes);
+}
+
+void ErrorBoxTest::theButtonHasTheKeyboard()
+{
+    WindowBench bench;
+    bench.start();
+    const QWidget *focus = nullptr;
+    const QWidget *button = nullptr;
+    ModalWatch<QMessageBox> watch([&](const QMessageBox &box) {
+        focus = box.focusWidget();
+        button = box.button(QMessageBox::Close);
+    });
+    bench.window().reportError(QStringLiteral("It broke"));
+    QVERIFY(button);
+    QCOMPARE(focus, button);
 }
 
 void ErrorBoxTest::theEmittersErrorsAreShown()
