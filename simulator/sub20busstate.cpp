@@ -156,11 +156,12 @@ void Sub20Bus::logCounts()
 }
 
 // The file is opened anew each time, so that it is complete at every moment and may be removed in between.
+// Its lines are the same on every system.
 void Sub20Bus::logLine(const std::string &line)
 {
     if (simulation->settings.logFile.empty())
         return;
-    std::ofstream file(simulation->settings.logFile, std::ios::app);
+    std::ofstream file(simulation->settings.logFile, std::ios::app | std::ios::binary);
     file << line << '\n';
 }
 

@@ -11,13 +11,14 @@
 #include <QTest>
 
 /// The simulated adapter library in this process, with a fresh simulation for as long as this object lives.
-/// The program asks for the library by its bare name and gets this one, because it is loaded already.
+/// The program asks for the library and gets this one: on Linux, by its bare name, because it is loaded
+/// already; on Windows because the test lies beside it.
 class SimulatedAdapter
 {
 public:
     explicit SimulatedAdapter(int adapters = 1)
     {
-        QLibrary library(QStringLiteral(SUB20_SIMULATOR_FOLDER "/libsub20.so"));
+        QLibrary library(QStringLiteral(SUB20_SIMULATOR));
         QVERIFY2(library.load(), qPrintable(library.errorString()));
         setAdapters(adapters);
         set("ADAPTERS_FILE", file("adapters").toLocal8Bit());

@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/testcase.h"
+#include "update/imagefile.h"
+
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <array>
+
+/// The words of the system where it refuses a firmware image, in ways that only Linux has.
+class TestImageRefusals : public TestCase
+{
+    Q_OBJECT
+
+private slots:
+    void failedOpenHasTheSystemsWords_data();
+    void failedOpenHasTheSystemsWords();
+    void unreadableFile();
+    void openFailsWithoutAFreeDescriptor();
+    void failedReadHasTheSystemsWords();
+    void failedReadKeepsTheErrorNumber();
+
+private:
+    QString smallFile() const
+    {
+        QFile file(folder.filePath(QStringLiteral("image.INC")));
+        [&] { QVERIFY(file.open(QIODevice::WriteOnly) && file.write("x") == 1); }();
+        return file.fileName();
+    }
+
+    QTemporaryDir folder;
+};
+
+void TestImageRefusals::failedOpenHasTheSystemsWords_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("file as a folder")
+        << smallFile() + QStringLiteral("/image.INC") << QStringLiteral("Not a directory");
+    QTest::newRow("name too long") << folder.filePath(QString(300, u'x'))
+                                   << QStringLiteral("File name too long");
+    QFile::link(QStringLiteral("loop"), folder.filePath(QStringLiteral("loop")));
+    QTest::newRow("link to itself") << folder.filePath(QStringLiteral("loop"))
+                                    << QStringLiteral("Too many levels of symbolic links");
+}
+
+void TestImageRefusals::failedOpenHasTheSystemsWords()
+{
+    QFETCH(QString, name);
+    ImageFile image(name);
+    QVERIFY(!image.open());
+    QTEST(image.errorText(), "text");
+}
+
+void TestImageRefusals::unreadableFile()
+{
+    const QString name = smallFile();
+    QVERIFY(QFile::setPermissions(name, {}));
+    // No permission stops root: it steps down for the moment.
+    constexpr uid_t Nobody = 65534;
+    const uid_t before = geteuid();
+    QVERIFY(before != 0 || seteuid(Nobody) == 0);
+    ImageFile image(name);
+    const bool opened = image.open();
+    const QString text = image.errorText();
+    QCOMPARE(seteuid(before), 0);
+    QVERIFY(QFile::setPermissions(name, QFile::ReadOwner | QFile::WriteOwner));
+    QVERIFY(!opened);
+    QCOMPARE(text, QStringLiteral("Permission denied"));
+}
+
+void TestImageRefusals::openFailsWithoutAFreeDescriptor()
+{
+    const QString name = smallFile();
+    rlimit before{};
+    QCOMPARE(getrlimit(RLIMIT_NOFILE, &before), 0);
+    rlimit none = before;
+    none.rlim_cur = 0;
+    QCOMPARE(setrlimit(RLIMIT_NOFILE, &none), 0);
+    ImageFile image(name);
+    const bool opened = image.open();
+    const QString text = image.errorText();
+    QCOMPARE(setrlimit(RLIMIT_NOFILE, &before), 0);
+    QVERIFY(!opened);
+    QCOMPARE(text, QStringLiteral("Too many open files"));
+}
+
+void TestImageRefusals::failedReadHasTheSystemsWords()
+{
+    // Nothing is mapped at the very start of this process's memory.
+    ImageFile image(QStringLiteral("/proc/self/mem"));
+    QVERIFY(image.open());
+    std::array<std::uint8_t, 32> block{};
+    QCOMPARE(image.read(block), -1);
+    QCOMPARE(image.errorText(), QStringLiteral("Input/output error"));
+}
+
+void TestImageRefusals::failedReadKeepsTheErrorNumber()
+{
+    QProcess process;
+    process.start(QStringLiteral("sleep"), {QStringLiteral("600")});
+    QVERIFY(process.waitForStarted());
+    ImageFile image(QStringLiteral("/proc/%1/stat").arg(process.processId()));
+    QVERIFY(image.open());
+    process.kill();
+    QVERIFY(process.waitForFinished());
+    std::array<std::uint8_t, 32> block{};
+    QCOMPARE(image.read(block), -1);
+    QCOMPARE(image.errorText(), QStringLiteral("No such process"));
+}
+
+QTEST_GUILESS_MAIN(TestImageRefusals)
+#include "tst_imagerefusals.moc"
