@@ -57,7 +57,7 @@ void buildInfraredFrame(InfraredFrame &frame, int variant, std::uint8_t number, 
     } else {
         checkOffset = ChecksumOffset;
         const unsigned sum = std::accumulate(block.begin(), block.end(), unsigned{number});
-        frame[ChecksumOffset] = static_cast<std::uint8_t>(-sum);
+        frame[ChecksumOffset] = static_cast<std::uint8_t>(0U - sum);
     }
     std::fill_n(frame.begin() + static_cast<std::ptrdiff_t>(checkOffset) + 1, FillerSize, Filler);
 }

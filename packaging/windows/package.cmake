@@ -3,32 +3,20 @@
 # and an installer.
 set(windows ${CMAKE_CURRENT_SOURCE_DIR}/windows)
 install(TARGETS zephyrin-update RUNTIME DESTINATION .)
-install(FILES ${windows}/qt.conf ${windows}/THIRD-PARTY.txt DESTINATION .)
+install(FILES ${windows}/THIRD-PARTY.txt DESTINATION .)
+install(DIRECTORY ${windows}/licences DESTINATION .)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION . RENAME LICENSE.txt)
 install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/docs/user-guide.md DESTINATION docs)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/images DESTINATION docs)
 
-# Qt loads these by itself: no program names them. Which style there is depends on Qt's version.
-set(plugins)
-foreach(plugin platforms/QWindowsIntegrationPlugin styles/QWindowsVistaStylePlugin styles/QModernWindowsStylePlugin
-        imageformats/QICOPlugin imageformats/QGifPlugin)
-    get_filename_component(target ${plugin} NAME)
-    get_filename_component(folder ${plugin} DIRECTORY)
-    if(TARGET Qt6::${target})
-        install(FILES $<TARGET_FILE:Qt6::${target}> DESTINATION ${folder})
-        list(APPEND plugins $<TARGET_FILE:Qt6::${target}>)
-    endif()
-endforeach()
-
-# The libraries that these and the program name: Qt's, and those of the tool chain.
-get_filename_component(compiler_folder ${CMAKE_CXX_COMPILER} DIRECTORY)
-set(library_folders $<TARGET_FILE_DIR:Qt6::Core> ${compiler_folder} ${CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES})
-install(CODE "
-    set(program \"$<TARGET_FILE:zephyrin-update>\")
-    set(plugins \"${plugins}\")
-    set(library_folders \"${library_folders}\")
-    set(scratch_folder \"${CMAKE_CURRENT_BINARY_DIR}/libraries\")")
-install(SCRIPT ${windows}/libraries.cmake)
+# Qt's libraries and plug-ins, and those of the tool chain. Qt's own script for this has a tool that runs on Windows.
+if(CMAKE_HOST_WIN32)
+    install(CODE "set(QT_DEPLOY_BIN_DIR .)\nset(QT_DEPLOY_PLUGINS_DIR .)")
+    qt_generate_deploy_app_script(TARGET zephyrin-update FILENAME_VARIABLE deploy_script)
+    install(SCRIPT ${deploy_script})
+else()
+    include(${windows}/cross.cmake)
+endif()
 if(MSVC)
     set(CMAKE_INSTALL_SYSTEM_RUNTIME_DESTINATION .)
     include(InstallRequiredSystemLibraries)
