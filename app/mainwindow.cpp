@@ -83,6 +83,13 @@ void MainWindow::initWidgets()
     QApplication::setWindowIcon(windowIcon()); // the program's other windows have none of their own
 }
 
+void MainWindow::changeEvent(QEvent *event)
+{
+    QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange && progressBar)
+        keepReadable();
+}
+
 void MainWindow::keepReadable()
 {
     // The sheet of the bar has a light ground, whatever the system's theme is.
@@ -90,14 +97,12 @@ void MainWindow::keepReadable()
     onLightGround.setColor(QPalette::Text, Qt::black);
     progressBar->setPalette(onLightGround);
     // The label's green and red need one as well: where the theme's is dark, its letters are light.
-    const QColor ground = palette().color(QPalette::Window);
     const QColor letters = palette().color(QPalette::WindowText);
-    if (letters.lightness() > ground.lightness()) {
-        QPalette inverse;
-        inverse.setColor(QPalette::Window, letters);
-        labelDevName->setPalette(inverse);
-        labelDevName->setAutoFillBackground(true);
-    }
+    const bool isDark = letters.lightness() > palette().color(QPalette::Window).lightness();
+    QPalette inverse;
+    inverse.setColor(QPalette::Window, letters);
+    labelDevName->setPalette(isDark ? inverse : QPalette());
+    labelDevName->setAutoFillBackground(isDark);
 }
 
 void MainWindow::connectSignals()

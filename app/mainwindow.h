@@ -71,6 +71,7 @@ public slots:
 protected:
     /// The program ends with its window: from here on, no error box comes up any more.
     void closeEvent(QCloseEvent *event) override;
+    void changeEvent(QEvent *event) override;
     bool nativeEvent(const QByteArray &eventType, void *message, qintptr *result) override;
 
 private:

@@ -6,7 +6,7 @@
 //
 // It is set up through environment variables, which README.md in this folder lists. They are read at every
 // call; when one has changed, the simulation starts afresh: counts at zero, no image, a new panel. Handles
-// that are open stay open. (On Windows the library sees the environment as it was when it was loaded.)
+// that are open stay open.
 
 #if defined(_WIN32)
 #define SIMULATEDSUB20_EXPORT __declspec(dllexport)

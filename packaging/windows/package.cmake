@@ -14,6 +14,12 @@ if(CMAKE_HOST_WIN32)
     install(CODE "set(QT_DEPLOY_BIN_DIR .)\nset(QT_DEPLOY_PLUGINS_DIR .)")
     qt_generate_deploy_app_script(TARGET zephyrin-update FILENAME_VARIABLE deploy_script)
     install(SCRIPT ${deploy_script})
+    # Its tool brings these along unless it is told otherwise, which only later versions of the script can do.
+    install(CODE "
+        set(folder \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}\")
+        file(GLOB unused \"\${folder}/vc_redist*.exe\")
+        file(REMOVE_RECURSE \"\${folder}/opengl32sw.dll\" \"\${folder}/D3Dcompiler_47.dll\" \"\${folder}/translations\"
+            \${unused})")
 else()
     include(${windows}/cross.cmake)
 endif()

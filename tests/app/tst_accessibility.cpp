@@ -108,7 +108,7 @@ struct ShownWindow
                                     ConverterVendorId);
         bench.start(connection, "image");
         bench.window().show();
-        QApplication::setActiveWindow(&bench.window());
+        bench.window().activateWindow();
         isActive = QTest::qWaitForWindowActive(&bench.window());
     }
 
@@ -268,7 +268,7 @@ void AccessibilityTest::tabGoesThroughTheTrace()
     QWidget styleSource;
     LogBrowserDialog trace(&styleSource, nullptr);
     trace.show();
-    QApplication::setActiveWindow(&trace);
+    trace.activateWindow();
     QVERIFY(QTest::qWaitForWindowActive(&trace));
     const QStringList inOrder{QStringLiteral("Log messages"), QStringLiteral("Clear"),
                               QStringLiteral("Save Trace")};

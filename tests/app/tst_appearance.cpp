@@ -91,14 +91,6 @@ bool hasColour(const QImage &image, const QColor &colour)
     return false;
 }
 
-/// Rows of the themes that a system may have.
-void addThemes()
-{
-    QTest::addColumn<QPalette>("palette");
-    QTest::newRow("as it comes") << QApplication::palette();
-    QTest::newRow("dark") << darkPalette();
-}
-
 } // namespace
 
 /// That what the windows show can be read, whatever the theme and the size of the letters.
@@ -119,7 +111,9 @@ private slots:
 
 void AppearanceTest::elapsedTimeStandsOutFromTheBar_data()
 {
-    addThemes();
+    QTest::addColumn<QPalette>("palette");
+    QTest::newRow("as it comes") << QApplication::palette();
+    QTest::newRow("dark") << darkPalette();
 }
 
 void AppearanceTest::elapsedTimeStandsOutFromTheBar()
@@ -143,19 +137,31 @@ void AppearanceTest::elapsedTimeStandsOutFromTheBar()
 
 void AppearanceTest::connectionStandsOutFromItsGround_data()
 {
-    addThemes();
+    QTest::addColumn<QPalette>("first");
+    QTest::addColumn<QPalette>("then");
+    const QPalette usual = QApplication::palette();
+    QTest::newRow("as it comes") << usual << usual;
+    QTest::newRow("dark") << darkPalette() << darkPalette();
+    QTest::newRow("it turns dark") << usual << darkPalette();
+    QTest::newRow("it turns light") << darkPalette() << usual;
 }
 
 void AppearanceTest::connectionStandsOutFromItsGround()
 {
     constexpr double Recognisable = 3; // WCAG 2, level AA for graphics; its colours are fixed
-    QFETCH(const QPalette, palette);
-    const Theme theme(palette);
+    QFETCH(const QPalette, first);
+    QFETCH(const QPalette, then);
+    const Theme theme(first);
     WindowBench bench;
     bench.start().show();
-    auto &label = *bench.widget<QLabel>("labelDevName");
+    QApplication::setPalette(then);
+    const auto &label = *bench.widget<QLabel>("labelDevName");
+    const auto picture = [&] {
+        const QPoint corner = label.mapTo(&bench.window(), QPoint());
+        const QPixmap shown = bench.window().grab(QRect(corner, label.size()));
+        return shown.toImage().convertToFormat(QImage::Format_RGB32);
+    };
     QCOMPARE(label.text(), QStringLiteral("No Available Connections"));
-    const auto picture = [&] { return label.grab().toImage().convertToFormat(QImage::Format_RGB32); };
     QVERIFY(hasColour(picture(), Qt::red));
     const QColor ground = picture().pixelColor(0, 0);
     QVERIFY(contrast(ground, Qt::red) >= Recognisable);

@@ -46,9 +46,10 @@ class Turn
 public:
     Turn()
     {
-        constexpr int TimeoutMs = 120000;
+        constexpr int TimeoutMs = 240000;
         lock.setStaleLockTime(0); // as long as its owner lives
         QVERIFY(lock.tryLock(TimeoutMs));
+        QVERIFY2(!QFileInfo::exists(Folder), "/tmp/firmware is somebody's own");
     }
     ~Turn()
     {
@@ -100,7 +101,8 @@ private:
 void SystemPictures::init()
 {
     SystemTest::init();
-    turn.emplace();
+    if (!turn)
+        turn.emplace();
 }
 
 void SystemPictures::connectTo(const PanelProcess &panel, int records) const

@@ -211,9 +211,14 @@ void UpdateProgram::answerFileDialog(const QString &title, const QString &path) 
     if (path.isEmpty()) {
         press(QStringLiteral("Escape"));
     } else {
-        press(QStringLiteral("ctrl+a"));
-        type(path);
-        QVERIFY2(QTest::qWaitFor([&] { return field.text() == path; }, PatienceMs), qPrintable(field.text()));
+        // What the dialog completes while the letters come in can take the place of some of them.
+        constexpr int TypedMs = 2000;
+        const auto isTyped = [&] {
+            press(QStringLiteral("ctrl+a"));
+            type(path);
+            return QTest::qWaitFor([&] { return field.text() == path; }, TypedMs);
+        };
+        QVERIFY2(QTest::qWaitFor(isTyped, PatienceMs), qPrintable(field.text()));
         press(QStringLiteral("Return"));
     }
     QVERIFY(QTest::qWaitFor([&] { return window(title).isNull(); }, PatienceMs));
