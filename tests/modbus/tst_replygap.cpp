@@ -10,7 +10,8 @@ namespace {
 
 const QString RxTimeout = QStringLiteral("debug: modbus_RTU_COM: rx timeout");
 const QString CrcError = QStringLiteral("error: CRC error");
-constexpr int LongestGapMs = 1000;
+/// Longer than anything that is awaited here, on a busy machine too.
+constexpr int LongGapMs = 5000;
 /// Before a request.
 constexpr int PauseMs = 50;
 /// What a busy machine may add.
@@ -44,8 +45,8 @@ private slots:
     void faultsStay();
     void silenceTakesTenSeconds();
     void trailingBytesAreLeft();
-    void hangUpEndsWithinASecond_data();
-    void hangUpEndsWithinASecond();
+    void hangUpEndsTheWait_data();
+    void hangUpEndsTheWait();
     void aPanelThatHangsUpInTheMiddleOfAPacedReply();
     void identityOnAPacedLine();
 
@@ -101,12 +102,12 @@ void ReplyGapTest::withAGapTheRestIsAwaited()
     QFETCH(const int, size);
     PanelProcess panel(words(QStringLiteral("--split %1 --split-gap-ms 100").arg(size)));
     SerialLink link(panel.path());
-    link.modbus.setReplyGap(LongestGapMs);
+    link.modbus.setReplyGap(LongGapMs);
     QElapsedTimer timer;
     timer.start();
     QCOMPARE(link.writeChunk(), 0);
     // The reply is complete by its length: nothing is awaited behind it.
-    QVERIFY2(timer.elapsed() < PauseMs + 100 + LongestGapMs, qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(timer.elapsed() < PauseMs + 100 + LongGapMs, qPrintable(QString::number(timer.elapsed())));
     QCOMPARE(link.events.take(), QStringList(ChunkWritten));
 }
 
@@ -134,7 +135,7 @@ void ReplyGapTest::pacedLines()
     QFETCH(const QString, line);
     PanelProcess panel(words(line));
     SerialLink link(panel.path());
-    link.modbus.setReplyGap(LongestGapMs);
+    link.modbus.setReplyGap(LongGapMs);
     for (quint16 record = 0; record < Records; ++record)
         QCOMPARE(link.writeChunk(80, record), 0);
     QCOMPARE(panel.image(), countingBytes(0, 32).repeated(Records));
@@ -151,11 +152,11 @@ void ReplyGapTest::exceptionsOnPacedLines()
     QFETCH(const QString, line);
     PanelProcess panel(words(line + QStringLiteral(" --exception 2")));
     SerialLink link(panel.path());
-    link.modbus.setReplyGap(LongestGapMs);
+    link.modbus.setReplyGap(LongGapMs);
     QElapsedTimer timer;
     timer.start();
     QCOMPARE(link.writeChunk(), 40);
-    QVERIFY2(timer.elapsed() < LongestGapMs, "an exception ends at its length");
+    QVERIFY2(timer.elapsed() < LongGapMs, "an exception ends at its length");
     QCOMPARE(link.events.take(),
              (QStringList{ChunkWritten, QStringLiteral("error: Modbus Exception: Illegal Data Address")}));
 }
@@ -177,11 +178,11 @@ void ReplyGapTest::exceptionsAreNotAwaited()
     QFETCH(const int, code);
     PanelProcess panel({QStringLiteral("--exception"), QString::number(code)});
     SerialLink link(panel.path());
-    link.modbus.setReplyGap(LongestGapMs);
+    link.modbus.setReplyGap(LongGapMs);
     QElapsedTimer timer;
     timer.start();
     QCOMPARE(link.writeChunk(), 40);
-    QVERIFY(timer.elapsed() < LongestGapMs);
+    QVERIFY(timer.elapsed() < LongGapMs);
     QCOMPARE(link.events.take(),
              (QStringList{ChunkWritten, QStringLiteral("error: Modbus Exception: ") + text}));
 }
@@ -231,13 +232,12 @@ void ReplyGapTest::silenceTakesTenSeconds()
 {
     PanelProcess panel({QStringLiteral("--silent")});
     SerialLink link(panel.path());
-    link.modbus.setReplyGap(LongestGapMs);
+    link.modbus.setReplyGap(LongGapMs);
     QElapsedTimer timer;
     timer.start();
     QCOMPARE(link.writeChunk(), 138);
     const qint64 elapsed = timer.elapsed();
-    QVERIFY2(elapsed >= 10050 && elapsed < 10050 + LongestGapMs + SlackMs,
-             qPrintable(QString::number(elapsed)));
+    QVERIFY2(elapsed >= 10050 && elapsed < 10050 + LongGapMs, qPrintable(QString::number(elapsed)));
     QCOMPARE(link.events.take(), (QStringList{ChunkWritten, RxTimeout}));
 }
 
@@ -245,13 +245,13 @@ void ReplyGapTest::trailingBytesAreLeft()
 {
     PanelProcess panel({QStringLiteral("--trailing"), QStringLiteral("5")});
     SerialLink link(panel.path());
-    link.modbus.setReplyGap(LongestGapMs);
+    link.modbus.setReplyGap(LongGapMs);
     QCOMPARE(link.writeChunk(), 0);
     QCOMPARE(link.port.bytesAvailable(), 5);
     QCOMPARE(link.events.take(), QStringList(ChunkWritten));
 }
 
-void ReplyGapTest::hangUpEndsWithinASecond_data()
+void ReplyGapTest::hangUpEndsTheWait_data()
 {
     QTest::addColumn<QString>("misbehaviour");
     QTest::addColumn<int>("result");
@@ -262,16 +262,16 @@ void ReplyGapTest::hangUpEndsWithinASecond_data()
     QTest::newRow("within the reply") << QStringLiteral("--hang-up --cut 10") << 104 << CrcError;
 }
 
-void ReplyGapTest::hangUpEndsWithinASecond()
+void ReplyGapTest::hangUpEndsTheWait()
 {
     QFETCH(const QString, misbehaviour);
     PanelProcess panel(words(misbehaviour));
     SerialLink link(panel.path());
-    link.modbus.setReplyGap(LongestGapMs);
+    link.modbus.setReplyGap(LongGapMs);
     QElapsedTimer timer;
     timer.start();
     QTEST(link.writeChunk(), "result");
-    QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(timer.elapsed() < LongGapMs, qPrintable(QString::number(timer.elapsed())));
     QTEST(link.events.take().constLast(), "lastEvent");
 }
 
@@ -279,22 +279,22 @@ void ReplyGapTest::aPanelThatHangsUpInTheMiddleOfAPacedReply()
 {
     PanelProcess panel(words(QStringLiteral("--hang-up --cut 30 --paced")));
     SerialLink link(panel.path());
-    link.modbus.setReplyGap(LongestGapMs);
+    link.modbus.setReplyGap(LongGapMs);
     QElapsedTimer timer;
     timer.start();
     QCOMPARE(link.writeChunk(), 104);
-    QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(timer.elapsed() < LongGapMs, qPrintable(QString::number(timer.elapsed())));
     // The next request finds the line gone.
     timer.start();
     QCOMPARE(link.writeChunk(), 138);
-    QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(timer.elapsed() < LongGapMs, qPrintable(QString::number(timer.elapsed())));
 }
 
 void ReplyGapTest::identityOnAPacedLine()
 {
     PanelProcess panel({QStringLiteral("--paced")});
     SerialLink link(panel.path());
-    link.modbus.setReplyGap(LongestGapMs);
+    link.modbus.setReplyGap(LongGapMs);
     OutputCapture output;
     const qint32 result = link.modbus.readDeviceId(nullptr, 80, 1, 0);
     const QByteArray text = output.finish();
