@@ -140,8 +140,11 @@ void MainWindow::beginPendingUpdate()
 void MainWindow::progressBarHandling(int value)
 {
     progressBar->setValue(value);
-    progressBar->setFormat(elapsedText(static_cast<quint32>(elapsedTimer.elapsed())));
-    progressBar->setAccessibleDescription(progressBar->text()); // a screen reader gets the number alone
+    const QString text = elapsedText(static_cast<quint32>(elapsedTimer.elapsed()));
+    if (progressBar->format() == text)
+        return;
+    progressBar->setFormat(text);
+    progressBar->setAccessibleDescription(text); // of the bar itself, a screen reader gets the number alone
 }
 
 void MainWindow::handleFinished()
