@@ -87,6 +87,7 @@ void MainWindow::selectStoredConnection()
 void MainWindow::showConnection(const QString &text)
 {
     labelDevName->setStyleSheet(QStringLiteral("color: green; font-size: 10"));
+    keepReadable(); // a new sheet takes the label's palette back
     labelDevName->setText(QStringLiteral("Connection via ") + text);
     if (text.contains(QStringLiteral("InfraRed"))) {
         spinBoxAdress->setEnabled(false);
@@ -97,5 +98,6 @@ void MainWindow::showConnection(const QString &text)
 void MainWindow::showNoConnection(const QString &text)
 {
     labelDevName->setStyleSheet(QStringLiteral("color: red; font-size: 10"));
+    keepReadable(); // a new sheet takes the label's palette back
     labelDevName->setText(text);
 }

@@ -155,6 +155,7 @@ void AppearanceTest::connectionStandsOutFromItsGround()
     WindowBench bench;
     bench.start().show();
     QApplication::setPalette(then);
+    QTRY_COMPARE(bench.window().palette().color(QPalette::Window), then.color(QPalette::Window));
     const auto &label = *bench.widget<QLabel>("labelDevName");
     const auto picture = [&] {
         const QPoint corner = label.mapTo(&bench.window(), QPoint());
