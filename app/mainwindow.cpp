@@ -2,12 +2,14 @@
 // MainWindow: its assembly, wiring and end.
 #include "app/mainwindow.h"
 
+#include "connections/connectionlabel.h"
 #include "trace/logbrowser.h"
 #include "ui_mainwindow.h"
 #include "update/emitter.h"
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDebug>
 #include <QLabel>
 #include <QPalette>
 #include <QProgressBar>
@@ -25,7 +27,11 @@ const QString ProgressBarStyle = QStringLiteral(
 
 } // namespace
 
-MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(std::make_unique<Ui_MainWindow>())
+MainWindow::MainWindow(QWidget *parent)
+    : QMainWindow(parent), ui(std::make_unique<Ui_MainWindow>()), errorReporter([this](const QString &text) {
+          session.noteError();
+          showErrorBox(text);
+      })
 {
     Q_INIT_RESOURCE(resources);
     ui->setupUi(this);
@@ -42,15 +48,20 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(std::make_uniq
 
 MainWindow::~MainWindow()
 {
-    stopRequested = true;
-    waitForLoader();
+    errorReporter.close();
+    session.close();
+    session.waitForLoader();
+    if (const std::optional<SessionEnd> end = session.finish(); end && end->result < 0)
+        qDebug("thread canceled with error");
+    releaseAdapter();
     ui.reset();
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)
 {
     QMainWindow::closeEvent(event);
-    releaseWaitingLoader();
+    errorReporter.close();
+    session.close();
 }
 
 void MainWindow::initTitle()
@@ -70,7 +81,7 @@ void MainWindow::initWidgets()
     updBtn = ui->updBtn;
     labelDevName = ui->labelDevName;
     labelAdress = ui->labelAdress;
-    updBtn->setText(startText());
+    updBtn->setText(StartText);
     loadImg = ui->loadImg;
     lineEdit = ui->lineEdit;
     progressBar = ui->progressBar;
@@ -79,30 +90,30 @@ void MainWindow::initWidgets()
     progressBar->setStyleSheet(ProgressBarStyle);
     progressBar->setFormat(QString());
     spinBoxAdress = ui->spinBoxAdress;
-    keepReadable();
+    connectionLabel = std::make_unique<ConnectionLabel>(*labelDevName);
+    adaptToTheme();
     QApplication::setWindowIcon(windowIcon()); // the program's other windows have none of their own
 }
 
 void MainWindow::changeEvent(QEvent *event)
 {
     QMainWindow::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange && progressBar)
-        keepReadable();
+    if (event->type() == QEvent::PaletteChange && connectionLabel)
+        adaptToTheme();
 }
 
-void MainWindow::keepReadable()
+void MainWindow::adaptToTheme()
 {
-    // The sheet of the bar has a light ground, whatever the system's theme is.
+    connectionLabel->adaptToTheme();
+    // The sheet of the bar has a light ground, whatever the theme is. On a light theme nothing is touched.
+    const bool isDark = isDarkTheme(palette());
+    if (!isDark && !barIsOnLightGround)
+        return;
     QPalette onLightGround;
-    onLightGround.setColor(QPalette::Text, Qt::black);
+    if (isDark)
+        onLightGround.setColor(QPalette::Text, Qt::black);
     progressBar->setPalette(onLightGround);
-    // The label's green and red need one as well: where the theme's is dark, its letters are light.
-    const QColor letters = palette().color(QPalette::WindowText);
-    const bool isDark = letters.lightness() > palette().color(QPalette::Window).lightness();
-    QPalette inverse;
-    inverse.setColor(QPalette::Window, letters);
-    labelDevName->setPalette(isDark ? inverse : QPalette());
-    labelDevName->setAutoFillBackground(isDark);
+    barIsOnLightGround = isDark;
 }
 
 void MainWindow::connectSignals()
@@ -110,13 +121,13 @@ void MainWindow::connectSignals()
     connect(loadImg, SIGNAL(clicked()), this, SLOT(btnLoadImageClicked()));
     connect(updBtn, SIGNAL(clicked()), this, SLOT(onUpdBtnClicked()));
     connect(emitter.get(), SIGNAL(errorSignal(QString)), this, SLOT(reportError(QString)));
-    connect(emitter.get(), SIGNAL(load_start(int, int)), progressBar, SLOT(setRange(int, int)));
+    connect(emitter.get(), SIGNAL(load_start(int,int)), progressBar, SLOT(setRange(int, int)));
     connect(emitter.get(), SIGNAL(load_progress(int)), this, SLOT(progressBarHandling(int)));
     connect(&watcher, SIGNAL(finished()), this, SLOT(handleFinished()));
     connect(&watcher, SIGNAL(canceled()), this, SLOT(handleFinished()));
     connect(spinBoxAdress, SIGNAL(textChanged(QString)), this, SLOT(setAddress(QString)));
     connect(lineEdit, SIGNAL(textChanged(QString)), this, SLOT(stringForUpdateButton(QString)));
-    connect(menuActions, SIGNAL(triggered(QAction *)), this, SLOT(setConnectionType(QAction *)));
+    connect(menuActions, SIGNAL(triggered(QAction*)), this, SLOT(setConnectionType(QAction*)));
 }
 
 void MainWindow::initTrace()

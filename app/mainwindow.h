@@ -3,39 +3,38 @@
 
 #include "app/options.h"
 #include "sub20/sub20.h"
+#include "update/errorreporter.h"
+#include "update/firmwareloader.h"
 #include "update/infraredframe.h"
+#include "update/updatejob.h"
+#include "update/updatesession.h"
 
 #include <QElapsedTimer>
 #include <QFuture>
 #include <QFutureWatcher>
-#include <QList>
 #include <QMainWindow>
-#include <QMutex>
 #include <QString>
 #include <QStringList>
-#include <QWaitCondition>
 
 #include <atomic>
 #include <memory>
-#include <optional>
 
+class ConnectionLabel;
 class Emitter;
-class ImageFile;
-class Modbus;
 class QAction;
+class QKeySequence;
 class QLabel;
 class QLineEdit;
 class QMenu;
 class QProgressBar;
 class QPushButton;
-class QSerialPortInfo;
 class QSettings;
 class QSpinBox;
 class Ui_MainWindow;
 enum class UsbNotice;
 
-/// The program's one window. Its members are spread over the folders by topic; each block below is headed by
-/// the file that defines it. Everything runs on the GUI thread but the two loaders.
+/// The program's one window: what it shows, and what it is wired to. Everything runs on the GUI thread but the
+/// two loaders.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -75,74 +74,42 @@ protected:
     bool nativeEvent(const QByteArray &eventType, void *message, qintptr *result) override;
 
 private:
-    /// What one run of a loader works with, as the window stood when "Start Update" was pressed. The loader
-    /// reads it on its own thread; nobody writes it meanwhile.
-    struct UpdateJob
-    {
-        int connectionType = 0;
-        QString imageFileName;
-        QString portName;
-        int deviceAddress = 0;
-    };
-    /// Runs on a pool thread and returns a LoaderResult, an adapter's error code or a ModbusResult.
-    using Loader = int (MainWindow::*)();
-
-    // app/mainwindow.cpp
+    // mainwindow.cpp
     void initTitle();
     void initWidgets();
     /// Gives what has colours of its own a light ground on a dark theme, too.
-    void keepReadable();
+    void adaptToTheme();
     void connectSignals();
     void initTrace();
     void addTraceKey(const QKeySequence &keys);
+    void registerUsbNotices();
 
-    // app/settings.cpp
+    // mainwindow_settings.cpp
     void loadSettings();
     void readConnectionType();
     void showAddress();
 
-    // connections/connectionmenu.cpp
-    void addConnectionAction(const QString &text, const QString &iconPath, int type, quint16 vid);
-    void activateConnection(QAction *action);
-    void selectStoredConnection();
-    void showConnection(const QString &text);
-    void showNoConnection(const QString &text);
-
-    // connections/discovery.cpp
+    // mainwindow_connections.cpp
     void updateConnections();
-    static QList<QSerialPortInfo> availableSerialPorts();
-
-    // connections/usbreaction.cpp
+    void addConnectionAction(const QString &text, const QString &iconPath, int type, quint16 vid);
+    void selectStoredConnection();
+    void activateConnection(QAction *action);
+    void storeConnection(const QAction &action);
+    void showConnection(const QString &text);
     void reactToUsbNotice(UsbNotice notice, quint32 vendorId);
 
-    // connections/usbnotices_*.cpp, one per operating system; nativeEvent() too
-    void registerUsbNotices();
-
-    // update/updatesession.cpp
-    static QString startText();
+    // mainwindow_update.cpp
     void refreshUpdateButton();
     void startUpdate();
-    void stopUpdate();
-    void beginPendingUpdate();
-    void releaseAdapter();
-    void waitForLoader();
-    static Loader loaderFor(int type);
-
-    // update/errorbox.cpp
-    void showErrorBox(const QString &errTxt);
-    void reportErrorFromLoader(const QString &errTxt);
-    void releaseWaitingLoader();
-
-    // update/infraredloader.cpp
+    /// The loaders run on a pool thread. They return a LoaderResult, an adapter's error code or a ModbusResult.
     int irBoot();
-    int sendFrames(ImageFile &image);
-    int transmit(InfraredFrame &frame);
-
-    // modbus/modbusloader.cpp
     int modbusBoot();
-    int bootOverSub20(Modbus &modbus, ImageFile &image);
-    int bootOverSerialPort(Modbus &modbus, ImageFile &image);
-    int sendRecords(Modbus &modbus, ImageFile &image);
+    LoaderContext loaderContext();
+    void showBarText(const QString &text);
+    void releaseAdapter();
+    void showErrorBox(const QString &errTxt);
+
+    static inline const QString StartText = QStringLiteral("Start Update");
 
     std::unique_ptr<Ui_MainWindow> ui;
     QElapsedTimer elapsedTimer;
@@ -158,34 +125,26 @@ private:
     QProgressBar *progressBar = nullptr;
     QFuture<int> future;
     std::unique_ptr<QSettings> settings;
-    Options options;
     QString imageFileName;
-    QString imageDirectory;
     QLineEdit *lineEdit = nullptr;
+    QString imageDirectory;
     QFutureWatcher<int> watcher;
     QLabel *labelDevName = nullptr;
-    QLabel *labelAdress = nullptr;
     QSpinBox *spinBoxAdress = nullptr;
     int connectionType = 0;
     /// Keeps its value after the adapter was closed; Sub20 makes no call with a closed handle.
     sub_handle sub20Handle = nullptr;
     std::atomic<bool> stopRequested = false;
+    std::unique_ptr<Emitter> emitter;
+
+    QLabel *labelAdress = nullptr;
     /// Chooses the layout of the infrared frames.
     int irProtocolVariant = InfraredCrcVariant;
-    std::unique_ptr<Emitter> emitter;
-    /// Windows' handle of the registration for USB notices.
-    void *usbNotification = nullptr;
-
+    Options options;
+    std::unique_ptr<ConnectionLabel> connectionLabel;
+    bool barIsOnLightGround = false;
+    /// What the loader works with; belongs to its thread while it runs.
     UpdateJob job;
-    /// A start that waits for the stopped loader before it to return.
-    std::optional<UpdateJob> pendingJob;
-    /// A loader was started and handleFinished() has not ended its session yet.
-    bool sessionOpen = false;
-    /// The session's loader has reported an error.
-    bool errorTold = false;
-
-    /// The window is going down: no loader begins any more, and none waits for its error box.
-    std::atomic<bool> closing = false;
-    QMutex errorBoxMutex;
-    QWaitCondition errorBoxClosed;
+    UpdateSession session{future, watcher, stopRequested};
+    ErrorReporter errorReporter;
 };

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "benchmarks/uploadwindow.h"
 
-#include "connections/connectiontype.h"
+#include "connections/connection.h"
 
 #include <QCoreApplication>
 #include <QLineEdit>

@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: MIT
-// MainWindow: uploads the image as Modbus file records, through a SUB-20 or a serial port. Runs on a pool
-// thread.
-#include "app/mainwindow.h"
-#include "connections/connectiontype.h"
+#include "modbus/modbusloader.h"
+
 #include "modbus/modbus.h"
 #include "update/emitter.h"
 #include "update/imagefile.h"
-#include "update/loaderresult.h"
 
 #include <QDebug>
 #include <QSerialPort>
 
 #include <array>
+#include <cstdint>
+#include <utility>
 
 namespace {
 
@@ -22,49 +21,53 @@ constexpr quint16 ImageFileNumber = 0;
 
 } // namespace
 
-int MainWindow::modbusBoot()
+ModbusLoader::ModbusLoader(LoaderContext lent, Link over) : FirmwareLoader(std::move(lent)), link(over) {}
+
+int ModbusLoader::run()
 {
-    ImageFile image(job.imageFileName);
+    ImageFile image(context.job.imageFileName);
     if (!image.open()) {
-        emit emitter->errorSignal(image.openErrorText());
+        emit context.emitter.errorSignal(image.openErrorText());
         return LoaderFailed;
     }
     Modbus modbus;
-    connect(&modbus, SIGNAL(errorString(QString)), this, SLOT(reportError(QString)));
+    QObject::connect(&modbus, SIGNAL(errorString(QString)), &context.errorReceiver,
+                                     SLOT(reportError(QString)));
     modbus.setTraceFlag(0);
     modbus.setBroadcastDelay(BroadcastDelayMs);
-    modbus.setReplyGap(options.replyGapMs);
-    modbus.setReplyChecked(options.checkReply);
-    sub20Handle = nullptr;
-    switch (job.connectionType) {
-    case ConnectionModbusSub20:
-        return bootOverSub20(modbus, image);
-    case ConnectionComPort:
-        return bootOverSerialPort(modbus, image);
-    default:
-        return LoaderFailed;
+    modbus.setReplyGap(context.job.replyGapMs);
+    modbus.setReplyChecked(context.job.checkReply);
+    context.sub20Handle = nullptr;
+    switch (link) {
+    case Link::Sub20:
+        return runOverSub20(modbus, image);
+    case Link::SerialPort:
+        return runOverSerialPort(modbus, image);
+    case Link::None:
+        break;
     }
+    return LoaderFailed;
 }
 
-int MainWindow::bootOverSub20(Modbus &modbus, ImageFile &image)
+int ModbusLoader::runOverSub20(Modbus &modbus, ImageFile &image)
 {
-    sub20Handle = Sub20::instance().open(nullptr);
-    if (!sub20Handle) {
-        emit emitter->errorSignal(QStringLiteral("Can't open SUB-20"));
+    context.sub20Handle = context.adapter.open(nullptr);
+    if (!context.sub20Handle) {
+        emit context.emitter.errorSignal(QStringLiteral("Can't open SUB-20"));
         return LoaderFailed;
     }
     return sendRecords(modbus, image);
 }
 
-int MainWindow::bootOverSerialPort(Modbus &modbus, ImageFile &image)
+int ModbusLoader::runOverSerialPort(Modbus &modbus, ImageFile &image)
 {
     QSerialPort port;
     port.setBaudRate(QSerialPort::Baud9600);
     port.setStopBits(QSerialPort::OneStop);
     port.setDataBits(QSerialPort::Data8);
-    port.setPortName(job.portName);
-    connect(&port, SIGNAL(readyRead()), &modbus, SLOT(getData()));
-    connect(&port, SIGNAL(bytesWritten(qint64)), &modbus, SLOT(bytesWritten(qint64)));
+    port.setPortName(context.job.portName);
+    QObject::connect(&port, SIGNAL(readyRead()), &modbus, SLOT(getData()));
+    QObject::connect(&port, SIGNAL(bytesWritten(qint64)), &modbus, SLOT(bytesWritten(qint64)));
     modbus.setSerialPort(&port);
 
     int result = LoaderFailed;
@@ -73,40 +76,42 @@ int MainWindow::bootOverSerialPort(Modbus &modbus, ImageFile &image)
     } else {
         const QString text = port.errorString();
         qDebug().noquote() << text;
-        emit emitter->errorSignal(text);
+        emit context.emitter.errorSignal(text);
     }
-    disconnect(&port, SIGNAL(readyRead()), &modbus, SLOT(getData()));
-    disconnect(&port, SIGNAL(bytesWritten(qint64)), &modbus, SLOT(bytesWritten(qint64)));
+    // The image is let go before the port, so that whoever sees the port free finds the image free as well.
+    image.close();
+    QObject::disconnect(&port, SIGNAL(readyRead()), &modbus, SLOT(getData()));
+    QObject::disconnect(&port, SIGNAL(bytesWritten(qint64)), &modbus, SLOT(bytesWritten(qint64)));
     port.close();
     return result;
 }
 
-int MainWindow::sendRecords(Modbus &modbus, ImageFile &image)
+int ModbusLoader::sendRecords(Modbus &modbus, ImageFile &image)
 {
     const int total = static_cast<int>(image.size() / ChunkSize);
-    emit emitter->load_start(0, total);
+    emit context.emitter.load_start(0, total);
 
     std::array<std::uint8_t, ChunkSize> chunk{};
     int sent = 0;
     qint64 count = 0;
     while ((count = image.read(chunk)) > 0) {
-        if (stopRequested)
+        if (context.stopRequested)
             return LoaderFailed;
         if (count % 2 != 0) // a record is made of whole registers
             chunk[static_cast<std::size_t>(count++)] = 0;
-        const qint32 result =
-            modbus.writeFileRecord(sub20Handle, static_cast<quint8>(job.deviceAddress), ImageFileNumber,
-                                   static_cast<quint16>(sent), static_cast<qint32>(count), chunk.data());
+        const qint32 result = modbus.writeFileRecord(
+            context.sub20Handle, static_cast<quint8>(context.job.deviceAddress), ImageFileNumber,
+            static_cast<quint16>(sent), static_cast<qint32>(count), chunk.data());
         if (result != MB_OK)
             return result;
         ++sent;
         if (sent % ChunksPerProgress == 0)
-            emit emitter->load_progress(sent);
+            emit context.emitter.load_progress(sent);
     }
 
     if (count < 0)
-        emit emitter->errorSignal(
+        emit context.emitter.errorSignal(
             QStringLiteral("MODBUS BOOT. Image read failed: %1").arg(image.errorText()));
-    emit emitter->load_progress(total);
+    emit context.emitter.load_progress(total);
     return count < 0 ? LoaderFailed : LoaderDone;
 }

@@ -21,8 +21,8 @@ LogBrowser::LogBrowser(const QWidget *styleSource, QObject *parent) : QObject(pa
 {
     qRegisterMetaType<QtMsgType>("QtMsgType");
     browserDialog = std::make_unique<LogBrowserDialog>(styleSource, nullptr);
-    connect(this, SIGNAL(sendMessage(QtMsgType, QString)), browserDialog.get(),
-            SLOT(outputMessage(QtMsgType, QString)), Qt::QueuedConnection);
+    connect(this, SIGNAL(sendMessage(QtMsgType,QString)), browserDialog.get(),
+                         SLOT(outputMessage(QtMsgType,QString)), Qt::QueuedConnection);
 }
 
 LogBrowser::~LogBrowser() = default;

@@ -19,6 +19,8 @@ public:
     qint64 size() const { return file.size(); }
     /// Fills `block` as far as the file reaches. The number of bytes read, 0 at the end, -1 for a failure.
     qint64 read(std::span<std::uint8_t> block);
+    /// Lets go of the file, as the destructor does.
+    void close() { file.close(); }
     QString errorText() const;
     /// What the user is told when the image does not open.
     QString openErrorText() const;

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-// MainWindow: uploads the image through the infrared transmitter of a SUB-20. Runs on a pool thread.
-#include "app/mainwindow.h"
+#include "update/infraredloader.h"
+
 #include "update/emitter.h"
 #include "update/imagefile.h"
-#include "update/infraredframe.h"
-#include "update/loaderresult.h"
 
 #include <QDebug>
-#include <QGuiApplication>
+
+#include <array>
+#include <utility>
 
 namespace {
 
@@ -20,36 +20,41 @@ constexpr int BlocksPerProgress = 3;
 
 } // namespace
 
-int MainWindow::irBoot()
+InfraredLoader::InfraredLoader(LoaderContext lent, int &protocolVariant)
+    : FirmwareLoader(std::move(lent)), variant(protocolVariant)
+{
+}
+
+int InfraredLoader::run()
 {
     qDebug("boot run");
-    // The cursor belongs to the GUI thread; handleFinished() restores it.
-    QMetaObject::invokeMethod(this, [] { QGuiApplication::setOverrideCursor(Qt::WaitCursor); });
-    Sub20 &library = Sub20::instance();
-    sub20Handle = library.open(nullptr);
-    if (!sub20Handle) {
-        reportError(QStringLiteral("SUB-20 not connected!"));
+    context.showBusy();
+    context.sub20Handle = context.adapter.open(nullptr);
+    if (!context.sub20Handle) {
+        context.reportError(QStringLiteral("SUB-20 not connected!"));
         return LoaderFailed;
     }
-    irProtocolVariant = InfraredCrcVariant;
+    variant = InfraredCrcVariant;
 
-    ImageFile image(job.imageFileName);
+    ImageFile image(context.job.imageFileName);
     if (!image.open()) {
-        emit emitter->errorSignal(image.openErrorText());
+        emit context.emitter.errorSignal(image.openErrorText());
         return LoaderFailed;
     }
-    const int error = library.irConfig(sub20Handle, CarrierHz, IrSettings[0], IrSettings[1], IrSettings[2]);
+    const int error =
+        context.adapter.irConfig(context.sub20Handle, CarrierHz, IrSettings[0], IrSettings[1], IrSettings[2]);
     if (error != 0) {
-        emit emitter->errorSignal(QStringLiteral("SUB-20 sub_ir_config: %1").arg(library.errorText(error)));
+        emit context.emitter.errorSignal(
+            QStringLiteral("SUB-20 sub_ir_config: %1").arg(context.adapter.errorText(error)));
         return error;
     }
     return sendFrames(image);
 }
 
-int MainWindow::sendFrames(ImageFile &image)
+int InfraredLoader::sendFrames(ImageFile &image)
 {
     const int blocks = static_cast<qint32>(image.size()) / static_cast<int>(InfraredBlockSize);
-    emit emitter->load_start(0, blocks);
+    emit context.emitter.load_start(0, blocks);
 
     InfraredBlock block{}; // a short last read leaves the end of the block before it
     InfraredFrame frame{};
@@ -57,34 +62,35 @@ int MainWindow::sendFrames(ImageFile &image)
     int sent = 0;
     qint64 count = 0;
     while ((count = image.read(block)) > 0) {
-        if (stopRequested)
+        if (context.stopRequested)
             return LoaderFailed;
-        buildInfraredFrame(frame, irProtocolVariant, number, block);
+        buildInfraredFrame(frame, variant, number, block);
         if (const int error = transmit(frame); error != 0)
             return error;
         ++sent;
         if (sent % BlocksPerProgress == 0)
-            emit emitter->load_progress(sent);
+            emit context.emitter.load_progress(sent);
         number = nextInfraredNumber(number);
     }
 
-    emit emitter->load_progress(blocks);
+    emit context.emitter.load_progress(blocks);
     if (count < 0) {
-        emit emitter->errorSignal(QStringLiteral("IRBOOT. Image read failed: %1").arg(image.errorText()));
+        emit context.emitter.errorSignal(
+            QStringLiteral("IRBOOT. Image read failed: %1").arg(image.errorText()));
         return LoaderFailed;
     }
-    emit emitter->load_finish();
+    emit context.emitter.load_finish();
     return LoaderDone;
 }
 
-int MainWindow::transmit(InfraredFrame &frame)
+int InfraredLoader::transmit(InfraredFrame &frame)
 {
-    Sub20 &library = Sub20::instance();
     for (int copy = 0; copy < CopiesPerFrame; ++copy) {
-        const int error =
-            library.irTx(sub20Handle, static_cast<int>(frame.size()), reinterpret_cast<char *>(frame.data()));
+        const int error = context.adapter.irTx(context.sub20Handle, static_cast<int>(frame.size()),
+                                               reinterpret_cast<char *>(frame.data()));
         if (error != 0) {
-            emit emitter->errorSignal(QStringLiteral("SUB-20 sub_ir_tx: %1").arg(library.errorText(error)));
+            emit context.emitter.errorSignal(
+                QStringLiteral("SUB-20 sub_ir_tx: %1").arg(context.adapter.errorText(error)));
             return error;
         }
     }

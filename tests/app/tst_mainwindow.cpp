@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "app/mainwindow.h"
 
-#include "connections/connectiontype.h"
+#include "connections/connection.h"
 #include "tests/support/simulatedadapter.h"
 #include "tests/support/testcase.h"
 #include "tests/support/windowbench.h"

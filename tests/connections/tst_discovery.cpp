@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "connections/connectiontype.h"
+#include "connections/connection.h"
 #include "sub20/sub20.h"
 #include "tests/support/adapterchecks.h"
 #include "tests/support/testcase.h"

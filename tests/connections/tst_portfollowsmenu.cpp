@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "connections/connectiontype.h"
+#include "connections/connection.h"
 #include "tests/support/adapterchecks.h"
 #include "tests/support/bytes.h"
 #include "tests/support/panelprocess.h"

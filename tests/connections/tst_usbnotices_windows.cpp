@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "app/mainwindow.h"
-#include "connections/connectiontype.h"
+#include "connections/connection.h"
 #include "tests/support/messagelog.h"
 #include "tests/support/settingsfolder.h"
 #include "tests/support/testcase.h"

@@ -2,6 +2,8 @@
 #include "tests/modbus/upload.h"
 #include "tests/support/testcase.h"
 
+#include <QSemaphore>
+
 namespace {
 
 const QVariantMap TellThem{{QStringLiteral("tell_silent_failures"), true}};
@@ -25,7 +27,8 @@ private slots:
     void refusedValuesTellNothing();
     void anInfraredFailureIsToldOnce();
     void aStopIsNoFailure();
-    void everyRunIsToldOfItself();
+    void aRunThatWasStoppedReportsNothing();
+    void everyRunIsReportedByItself();
     void theWindowThatIsClosedShowsNoBox();
 };
 
@@ -86,7 +89,7 @@ void SilentFailuresTest::everyResult()
     QFETCH(const QStringList, told);
     for (const bool tells : {false, true}) {
         Upload upload({}, tells ? TellThem : QVariantMap());
-        upload.bench.probe().endSession(result);
+        upload.bench.runLoader([result] { return result; });
         QCOMPARE(upload.boxes.informativeTexts(), tells ? told : QStringList());
     }
 }
@@ -102,7 +105,7 @@ void SilentFailuresTest::refusedValuesTellNothing()
 {
     QFETCH(const QString, value);
     Upload upload({}, {{QStringLiteral("tell_silent_failures"), value}});
-    upload.bench.probe().endSession(138);
+    upload.bench.runLoader([] { return 138; });
     QCOMPARE(upload.boxes.informativeTexts(), QStringList());
 }
 
@@ -131,24 +134,48 @@ void SilentFailuresTest::aStopIsNoFailure()
     QCOMPARE(upload.boxes.informativeTexts(), QStringList());
 }
 
-// The box of a run that was stopped is open while the next one runs, and does not count as that one's.
-void SilentFailuresTest::everyRunIsToldOfItself()
+void SilentFailuresTest::aRunThatWasStoppedReportsNothing()
 {
-    Upload upload({QStringLiteral("--silent")}, TellThem);
-    upload.begin(makeBytes(320));
-    QTRY_COMPARE(upload.log.count(QStringLiteral("44 bytes written...")), 1);
+    Upload upload({}, TellThem);
+    QSemaphore stopped;
+    upload.bench.widget<QLineEdit>("lineEdit")->setText(QStringLiteral("image"));
+    upload.bench.probe().start([&stopped] {
+        stopped.acquire();
+        return 138;
+    });
+    upload.bench.widget<QPushButton>("updBtn")->setText(QStringLiteral("Stop"));
     upload.bench.press();
-    upload.bench.press();
-    QTRY_COMPARE_WITH_TIMEOUT(upload.boxes.informativeTexts(), QStringList({NoReply, NoReply}), 40000);
-    QVERIFY(!upload.bench.probe().sessionOpen());
+    stopped.release();
+    QVERIFY(upload.bench.waitForEnd());
+    QCoreApplication::processEvents();
+    QCOMPARE(upload.boxes.informativeTexts(), QStringList());
+}
+
+// The text of one run is not counted as the next one's.
+void SilentFailuresTest::everyRunIsReportedByItself()
+{
+    Upload upload({}, TellThem);
+    upload.bench.runLoader([&upload] {
+        emit upload.bench.probe().emitter()->errorSignal(QStringLiteral("It broke"));
+        return 138;
+    });
+    upload.bench.runLoader([] { return 138; });
+    QTRY_COMPARE(upload.boxes.informativeTexts(), QStringList({QStringLiteral("It broke"), NoReply}));
 }
 
 void SilentFailuresTest::theWindowThatIsClosedShowsNoBox()
 {
     Upload upload({}, TellThem);
     upload.bench.window().show();
+    QSemaphore closed;
+    upload.bench.probe().start([&closed] {
+        closed.acquire();
+        return 138;
+    });
     upload.bench.window().close();
-    upload.bench.probe().endSession(138);
+    closed.release();
+    QTRY_VERIFY(upload.bench.probe().future().isFinished());
+    QCoreApplication::processEvents();
     QCOMPARE(upload.boxes.informativeTexts(), QStringList());
 }
 

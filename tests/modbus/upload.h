@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "connections/connectiontype.h"
+#include "connections/connection.h"
 #include "tests/support/adapterchecks.h"
 #include "tests/support/emitterlog.h"
 #include "tests/support/messagelog.h"

@@ -12,6 +12,7 @@
 #include <QTest>
 
 #include <memory>
+#include <utility>
 
 /// A window, with settings, devices and image files of its own. For programs made WITH_DEVICES.
 class WindowBench
@@ -51,6 +52,13 @@ public:
     {
         return QTest::qWaitFor([this] { return probe().future().isFinished() && !probe().sessionOpen(); },
                                timeoutMs);
+    }
+
+    /// Runs `loader` as if "Start Update" had started it, until its end has been handled.
+    void runLoader(UpdateSession::Loader loader) const
+    {
+        probe().start(std::move(loader));
+        QVERIFY(QTest::qWaitFor([this] { return !probe().sessionOpen(); }));
     }
 
     /// Makes an image file of these bytes and returns its path.

@@ -4,6 +4,8 @@
 #include "app/mainwindow.h"
 #include "update/emitter.h"
 
+#include <utility>
+
 /// Looks into a window, for the tests: the state that its widgets do not show.
 class WindowProbe
 {
@@ -17,7 +19,8 @@ public:
 
     Emitter *emitter() const { return window.emitter.get(); }
     QFuture<int> future() const { return window.future; }
-    bool sessionOpen() const { return window.sessionOpen; }
+    /// A run's end is still to come.
+    bool sessionOpen() const { return window.session.state() != UpdateSession::State::Idle; }
     bool stopRequested() const { return window.stopRequested; }
     sub_handle sub20Handle() const { return window.sub20Handle; }
     int &connectionType() const { return window.connectionType; }
@@ -40,14 +43,8 @@ public:
         window.reactToUsbNotice(notice, vendorId);
     }
     void refreshUpdateButton() const { window.refreshUpdateButton(); }
-    /// Ends a run that told of nothing, as if its loader had returned `result`.
-    void endSession(int result) const
-    {
-        window.sessionOpen = true;
-        window.errorTold = false;
-        window.future = QtFuture::makeReadyFuture(result);
-        window.handleFinished();
-    }
+    /// Starts `loader` as "Start Update" does the loader of the chosen connection.
+    void start(UpdateSession::Loader loader) const { window.session.start(std::move(loader)); }
     void readConnectionType() const { window.readConnectionType(); }
 
 private:

@@ -88,7 +88,7 @@ void LogBrowserTest::aMessageIsPassedOn()
 {
     const QWidget window;
     LogBrowser browser(&window);
-    const QSignalSpy spy(&browser, SIGNAL(sendMessage(QtMsgType, QString)));
+    const QSignalSpy spy(&browser, SIGNAL(sendMessage(QtMsgType,QString)));
     browser.outputMessage(QtWarningMsg, QStringLiteral("port busy"));
     QCOMPARE(spy.size(), 1);
     QCOMPARE(spy[0][0].value<QtMsgType>(), QtWarningMsg);

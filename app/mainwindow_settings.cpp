@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 // MainWindow: what it remembers from one start to the next.
 #include "app/mainwindow.h"
+#include "app/settingskeys.h"
 
 #include <QFileInfo>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSettings>
 #include <QSpinBox>
+#include <QVariant>
 
 namespace {
 
@@ -21,35 +23,35 @@ void MainWindow::loadSettings()
                                            QStringLiteral("Norvantic"), QStringLiteral("Quorlin"));
     options = readOptions(*settings);
     readConnectionType();
-    portName = settings->value(QStringLiteral("settings/port")).toString();
-    deviceName = settings->value(QStringLiteral("settings/deviceName")).toString();
+    portName = settings->value(SettingsKey::Port).toString();
+    deviceName = settings->value(SettingsKey::DeviceName).toString();
     sub20Handle = nullptr;
     stopRequested = false;
 
-    const QVariant address = settings->value(QStringLiteral("settings/address"));
+    const QVariant address = settings->value(SettingsKey::Address);
     if (address.isNull()) {
         deviceAddress = DefaultDeviceAddress;
-        settings->setValue(QStringLiteral("settings/address"), deviceAddress);
+        settings->setValue(SettingsKey::Address, deviceAddress);
         settings->sync();
     } else {
         deviceAddress = address.toInt();
     }
     showAddress();
 
-    imageFileName = settings->value(QStringLiteral("settings/filename")).toString();
+    imageFileName = settings->value(SettingsKey::FileName).toString();
     if (!imageFileName.isEmpty())
         imageDirectory = QFileInfo(imageFileName).absolutePath();
     lineEdit->setText(imageFileName);
-    updBtn->setEnabled(!lineEdit->text().isEmpty());
+    refreshUpdateButton();
 }
 
 void MainWindow::readConnectionType()
 {
-    connectionType = settings->value(QStringLiteral("settings/connection_type")).toInt();
+    connectionType = settings->value(SettingsKey::ConnectionType).toInt();
 }
 
-/// The box shows hexadecimal digits, but holds them as the decimal number that they spell: 0x50 is the
-/// value 50. So only the digits 0 to 9 can be chosen, and an address with another digit shows as 0.
+/// The box shows hexadecimal digits, but holds them as the decimal number that they spell: 0x50 is the value
+/// 50. So only the digits 0 to 9 can be chosen, and an address with another digit shows as 0.
 void MainWindow::showAddress()
 {
     spinBoxAdress->setValue(QString::number(static_cast<uint>(deviceAddress), Hexadecimal).toInt());
@@ -58,6 +60,6 @@ void MainWindow::showAddress()
 void MainWindow::setAddress(const QString &text)
 {
     deviceAddress = text.toInt(nullptr, Hexadecimal);
-    settings->setValue(QStringLiteral("settings/address"), deviceAddress);
+    settings->setValue(SettingsKey::Address, deviceAddress);
     settings->sync();
 }

@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+// MainWindow: the connection menu, and what follows when a USB device arrives or leaves.
+#include "app/mainwindow.h"
+#include "app/settingskeys.h"
+#include "connections/connection.h"
+#include "connections/connectionlabel.h"
+#include "connections/discovery.h"
+#include "connections/usbnotice.h"
+
+#include <QAction>
+#include <QIcon>
+#include <QLabel>
+#include <QMenu>
+#include <QPixmap>
+#include <QSerialPortInfo>
+#include <QSettings>
+#include <QSpinBox>
+
+void MainWindow::updateConnections()
+{
+    const QList<Connection> connections = availableConnections(Sub20::instance());
+    // The entries are the window's children: clearing the menu alone would leave them behind.
+    qDeleteAll(menuActions->actions());
+    menuActions->setEnabled(!connections.isEmpty());
+    if (connections.isEmpty()) {
+        portName = QString();
+        connectionLabel->showNoConnection(QStringLiteral("No Available Connections"));
+        return;
+    }
+    for (const Connection &connection : connections)
+        addConnectionAction(connection.text, connection.iconPath, connection.type, connection.vendorId);
+    selectStoredConnection();
+}
+
+void MainWindow::addConnectionAction(const QString &text, const QString &iconPath, int type, quint16 vid)
+{
+    auto *const action = new QAction(text, this);
+    action->setIcon(QIcon(QPixmap(iconPath)));
+    action->setIconVisibleInMenu(true);
+    action->setCheckable(true);
+    action->setProperty("type", type);
+    action->setProperty("vid", int{vid});
+    menuActions->addAction(action);
+}
+
+void MainWindow::selectStoredConnection()
+{
+    const QList<QAction *> actions = menuActions->actions();
+    if (actions.isEmpty())
+        return;
+    QStringList texts;
+    for (const QAction *const action : actions)
+        texts += action->text();
+    const auto match = storedConnection(texts, deviceName,
+                                        options.portFollowsMenu ? NameMatch::ExactFirst : NameMatch::First);
+    QAction *const action = actions.at(match.value_or(0));
+    if (action->property("type").toInt() == ConnectionComPort)
+        portName = action->text();
+    else if (!match)
+        portName = QString();
+    activateConnection(action);
+    // What stands in for a port that the user picked, while that is unplugged, was not chosen by anybody.
+    if (match || !options.portFollowsMenu)
+        storeConnection(*action);
+    showConnection(action->text());
+}
+
+void MainWindow::setConnectionType(QAction *action)
+{
+    activateConnection(action);
+    storeConnection(*action);
+    if (connectionType != ConnectionNone)
+        showConnection(action->text());
+    else
+        connectionLabel->showNoConnection(QStringLiteral("No Connections"));
+    if (options.portFollowsMenu) {
+        deviceName = action->text();
+        if (connectionType == ConnectionComPort)
+            portName = action->text();
+    }
+}
+
+void MainWindow::activateConnection(QAction *action)
+{
+    const QList<QAction *> actions = menuActions->actions();
+    for (QAction *const other : actions)
+        other->setChecked(false);
+    action->setChecked(true);
+
+    connectionType = action->property("type").toInt();
+    const bool hasAddress = connectionHasAddress(connectionType);
+    spinBoxAdress->setEnabled(hasAddress);
+    labelAdress->setEnabled(hasAddress);
+}
+
+void MainWindow::storeConnection(const QAction &action)
+{
+    // Both names are the entry's text, whatever its type.
+    settings->setValue(SettingsKey::ConnectionType, connectionType);
+    settings->setValue(SettingsKey::Port, action.text());
+    settings->setValue(SettingsKey::DeviceName, action.text());
+    settings->sync();
+}
+
+void MainWindow::showConnection(const QString &text)
+{
+    connectionLabel->showConnection(text);
+    if (text.contains(QStringLiteral("InfraRed"))) {
+        spinBoxAdress->setEnabled(false);
+        labelAdress->setEnabled(false);
+    }
+}
+
+void MainWindow::reactToUsbNotice(UsbNotice notice, quint32 vendorId)
+{
+    // Both lists as they stand before the first run: each run rebuilds the menu.
+    QList<quint32> portVendors;
+    if (notice == UsbNotice::Arrival) {
+        for (const QSerialPortInfo &port : QSerialPortInfo::availablePorts())
+            portVendors += port.vendorIdentifier();
+    }
+    QList<quint32> menuVendors;
+    const QList<QAction *> actions = menuActions->actions();
+    for (const QAction *const action : actions)
+        menuVendors += action->property("vid").toUInt();
+
+    for (qsizetype run = discoveryRuns(notice, vendorId, portVendors, menuVendors); run > 0; --run) {
+        updateConnections();
+        refreshUpdateButton();
+    }
+}

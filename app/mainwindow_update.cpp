@@ -1,0 +1,198 @@
+// SPDX-License-Identifier: MIT
+// MainWindow: one update, from the choice of its image to its end, and the error box.
+#include "app/mainwindow.h"
+#include "app/settingskeys.h"
+#include "connections/connection.h"
+#include "modbus/modbus.h"
+#include "modbus/modbusloader.h"
+#include "update/elapsedtext.h"
+#include "update/infraredloader.h"
+
+#include <QAbstractButton>
+#include <QDebug>
+#include <QDir>
+#include <QFileDialog>
+#include <QGuiApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSettings>
+
+namespace {
+
+/// For a result that has no text of its own.
+QString silentFailureText(int result)
+{
+    switch (result) {
+    case MB_TX_FAILED:
+        return QStringLiteral("The serial port cannot be written or read (result %1)").arg(result);
+    case MB_RX_OVERFLOW:
+        return QStringLiteral("The panel's reply is too long (result %1)").arg(result);
+    case MB_TIMEOUT:
+        return QStringLiteral("The panel does not reply (result %1)").arg(result);
+    default:
+        return QStringLiteral("The update failed (result %1)").arg(result);
+    }
+}
+
+} // namespace
+
+void MainWindow::btnLoadImageClicked()
+{
+    imageFileName = QFileDialog::getOpenFileName(nullptr, QStringLiteral("Open firmware image"),
+                                                 imageDirectory, QStringLiteral("*.INC"));
+    if (!imageFileName.isEmpty()) {
+        settings->setValue(SettingsKey::FileName, QDir::current().absoluteFilePath(imageFileName));
+        settings->sync();
+        qDebug().noquote() << settings->value(SettingsKey::FileName).toString();
+        lineEdit->setText(imageFileName);
+    }
+    updBtn->setEnabled(true);
+}
+
+void MainWindow::refreshUpdateButton()
+{
+    updBtn->setEnabled(!lineEdit->text().isEmpty());
+}
+
+void MainWindow::stringForUpdateButton(const QString &text)
+{
+    if (text.isEmpty())
+        refreshUpdateButton();
+}
+
+void MainWindow::onUpdBtnClicked()
+{
+    if (lineEdit->text().isEmpty()) {
+        updBtn->setEnabled(false);
+        showErrorBox(QStringLiteral("Image file not selected!"));
+        return;
+    }
+    progressBar->setValue(0);
+    if (updBtn->text().contains(StartText)) {
+        startUpdate();
+        return;
+    }
+    session.stop();
+    updBtn->setText(StartText);
+    loadImg->setEnabled(true);
+}
+
+void MainWindow::startUpdate()
+{
+    updBtn->setText(QStringLiteral("Stop"));
+    elapsedTimer.start();
+    loadImg->setEnabled(false);
+    const ConnectionKind *const kind = connectionKind(connectionType);
+    if (!kind) {
+        session.forgetStop();
+        return;
+    }
+    const UpdateJob choices{connectionType,        imageFileName,      portName, deviceAddress,
+                            options.replyGapMs, options.checkReply};
+    session.start([this, choices, loader = kind->loader] {
+        job = choices;
+        return loader == ConnectionLoader::InfraRed ? irBoot() : modbusBoot();
+    });
+}
+
+int MainWindow::irBoot()
+{
+    return InfraredLoader(loaderContext(), irProtocolVariant).run();
+}
+
+int MainWindow::modbusBoot()
+{
+    const ConnectionKind *const kind = connectionKind(job.connectionType);
+    ModbusLoader::Link link = ModbusLoader::Link::None;
+    if (kind && kind->loader == ConnectionLoader::Modbus)
+        link = kind->device == ConnectionDevice::Sub20 ? ModbusLoader::Link::Sub20
+                                                       : ModbusLoader::Link::SerialPort;
+    return ModbusLoader(loaderContext(), link).run();
+}
+
+LoaderContext MainWindow::loaderContext()
+{
+    return {job,
+            *emitter,
+            stopRequested,
+            Sub20::instance(),
+            sub20Handle,
+            *this,
+            [this](const QString &text) { reportError(text); },
+            [this] { // the cursor belongs to the GUI thread; handleFinished() restores it
+                QMetaObject::invokeMethod(this, [] { QGuiApplication::setOverrideCursor(Qt::WaitCursor); });
+            }};
+}
+
+void MainWindow::progressBarHandling(int value)
+{
+    progressBar->setValue(value);
+    showBarText(elapsedText(static_cast<quint32>(elapsedTimer.elapsed())));
+}
+
+/// Of the bar itself, a screen reader gets the number alone.
+void MainWindow::showBarText(const QString &text)
+{
+    if (progressBar->format() == text)
+        return;
+    progressBar->setFormat(text);
+    progressBar->setAccessibleDescription(text);
+}
+
+void MainWindow::handleFinished()
+{
+    const std::optional<SessionEnd> end = session.finish();
+    if (!end)
+        return;
+    if (!end->restarts) {
+        updBtn->setText(StartText);
+        loadImg->setEnabled(true);
+    }
+    // A full bar means success: it is not left over for a run that has waited for this end.
+    if (end->restarts || progressBar->value() != progressBar->maximum())
+        progressBar->setValue(0);
+    showBarText(QString());
+    if (end->result < 0)
+        qDebug("thread canceled with error");
+    releaseAdapter();
+    QGuiApplication::restoreOverrideCursor();
+    session.restart();
+    if (options.tellSilentFailures && end->result > 0 && !end->errorWasReported && !end->wasStopped)
+        showErrorBox(silentFailureText(end->result));
+}
+
+void MainWindow::releaseAdapter()
+{
+    if (sub20Handle)
+        Sub20::instance().close(sub20Handle);
+}
+
+void MainWindow::reportError(const QString &errTxt)
+{
+    errorReporter.report(errTxt);
+}
+
+void MainWindow::showErrorBox(const QString &errTxt)
+{
+    qDebug().noquote() << errTxt;
+    if (errorReporter.isClosed())
+        return;
+    QMessageBox box(QMessageBox::Critical, QString(), tr("Error:"), QMessageBox::Close);
+    box.setInformativeText(errTxt);
+    box.setAccessibleName(box.text());
+    box.setAccessibleDescription(errTxt);
+    // A file name is shown as it stands, even one that looks like markup. The box has no call for that.
+    if (auto *const label = box.findChild<QLabel *>(QStringLiteral("qt_msgbox_informativelabel")))
+        label->setTextFormat(Qt::PlainText);
+    connect(box.button(QMessageBox::Close), SIGNAL(clicked()), this, SLOT(handleMessageBoxButton()),
+            Qt::QueuedConnection);
+    box.exec();
+}
+
+void MainWindow::handleMessageBoxButton()
+{
+    // Closing the box is all that its button does.
+}

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QString>
+
+/// The keys of the settings file. Technicians and their instructions know them.
+namespace SettingsKey {
+
+inline const QString ConnectionType = QStringLiteral("settings/connection_type");
+inline const QString Port = QStringLiteral("settings/port");
+inline const QString DeviceName = QStringLiteral("settings/deviceName");
+inline const QString Address = QStringLiteral("settings/address");
+inline const QString FileName = QStringLiteral("settings/filename");
+
+/// The group of the keys that are read and never written.
+inline const QString OptionsGroup = QStringLiteral("options/");
+
+} // namespace SettingsKey

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "update/firmwareloader.h"
+
+class ImageFile;
+class Modbus;
+
+/// Sends the image as Modbus file records, one after the other, and waits for the panel to confirm each. The
+/// first record that fails ends the run.
+class ModbusLoader final : public FirmwareLoader
+{
+public:
+    /// What the records go over. None: the run fails without a word once the image is open.
+    enum class Link { None, Sub20, SerialPort };
+
+    ModbusLoader(LoaderContext lent, Link over);
+
+    [[nodiscard]] int run() override;
+
+private:
+    int runOverSub20(Modbus &modbus, ImageFile &image);
+    int runOverSerialPort(Modbus &modbus, ImageFile &image);
+    int sendRecords(Modbus &modbus, ImageFile &image);
+
+    const Link link;
+};
