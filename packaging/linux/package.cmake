@@ -17,7 +17,14 @@ foreach(side 16 22 24 32 48 64 128 256 512)
     install(FILES ${PROJECT_SOURCE_DIR}/resources/icons/${side}.png
         DESTINATION ${icons}/${side}x${side}/apps RENAME zephyrin-update.png)
 endforeach()
-install(FILES ${linux}/zephyrin-update.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+# The man page names the user guide's place, which is known only when the program is installed.
+install(CODE "
+    set(doc \"${CMAKE_INSTALL_DOCDIR}\")
+    cmake_path(ABSOLUTE_PATH doc BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")
+    set(manpage_source \"${linux}/zephyrin-update.1.in\")
+    set(manpage \"${CMAKE_CURRENT_BINARY_DIR}/zephyrin-update.1\")
+    include(\"${linux}/manpage.cmake\")")
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zephyrin-update.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 # Not where pkg-config says that udev's rules are: that may be outside the prefix. udev reads this folder below /usr
 # and below /usr/local.
 install(FILES ${linux}/70-zephyrin-sub20.rules DESTINATION lib/udev/rules.d)
@@ -32,6 +39,7 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_NAME ${package})
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Norvantic <support@norvantic.example>")
+set(CPACK_DEBIAN_PACKAGE_HOMEPAGE https://www.norvantic.example/zephyrin-update)
 set(CPACK_DEBIAN_PACKAGE_SECTION electronics)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)

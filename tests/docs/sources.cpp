@@ -161,6 +161,19 @@ QStringList errorTexts(const QStringList &sources)
     return texts;
 }
 
+QStringList logTexts(const QStringList &sources)
+{
+    static const QRegularExpression statement(
+        QStringLiteral(R"(\bq(?:Debug|Info|Warning|Critical|Fatal)\(([^;]*);)"));
+    QStringList texts;
+    for (const QString &source : sources) {
+        for (const QRegularExpressionMatch &match : statement.globalMatch(source))
+            texts += literals(match.captured(1)).mid(0, 1);
+    }
+    texts.removeDuplicates();
+    return texts;
+}
+
 int constantIn(const QString &path, const QString &name)
 {
     const QRegularExpression definition(

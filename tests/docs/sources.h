@@ -22,5 +22,8 @@ QStringList formTexts();
 /// cannot be found out is given as "?" and its argument.
 QStringList errorTexts(const QStringList &sources);
 
+/// What is written to the log, as in `sources`: of each call that has a text of its own, the first one.
+QStringList logTexts(const QStringList &sources);
+
 /// The value of `constexpr TYPE NAME = VALUE;` in a file of the repository; -1 when it has no such constant.
 int constantIn(const QString &path, const QString &name);

@@ -104,6 +104,22 @@ QStringList untold(const QStringList &errors, const Markdown &guide)
     return missing;
 }
 
+/// Those of `lines` that `guide` does not explain: it quotes a line, or names how it begins, up to a colon.
+QStringList unexplained(const QStringList &lines, const Markdown &guide)
+{
+    const QStringList quotations = guide.quotations();
+    const QStringList beginnings = guide.codes().filter(QRegularExpression(QStringLiteral("\\w:$")));
+    QStringList missing;
+    for (const QString &line : lines) {
+        const auto quotes = [&line](const QString &text) { return ProgramTexts::isQuotationOf(text, line); };
+        const auto begins = [&line](const QString &text) { return line.startsWith(text); };
+        if (std::none_of(quotations.begin(), quotations.end(), quotes) &&
+            std::none_of(beginnings.begin(), beginnings.end(), begins))
+            missing += line;
+    }
+    return missing;
+}
+
 /// The keys of the settings file that the sources name, without their group.
 QStringList settingsKeys()
 {
@@ -147,6 +163,7 @@ private slots:
     void everyBoldTextIsAText_data();
     void everyBoldTextIsAText();
     void everyErrorHasAnEntry();
+    void everyLogLineIsExplained();
     void everyKeyIsNamed();
 };
 
@@ -275,6 +292,17 @@ void GuideTextsTest::everyErrorHasAnEntry()
     const QString inAnotherTable = QStringLiteral("| What | Why |\n|---|---|\n| \"Modbus Timeout\" | |\n");
     QCOMPARE(untold(errors, Markdown(inAnotherTable)), errors);
     verifyNone(untold(errors, Markdown::read(UserGuide)));
+}
+
+void GuideTextsTest::everyLogLineIsExplained()
+{
+    const QStringList lines = logTexts(programSources());
+    // One of each way in which the program writes them.
+    for (const char *text : {"boot run", "%lld bytes written...",
+                             "SUB-20 library not used:", "is not used, its value is no good:"})
+        QVERIFY2(lines.contains(QString::fromLatin1(text)), text);
+    QCOMPARE(unexplained(lines, Markdown(QString())), lines);
+    verifyNone(unexplained(lines, Markdown::read(UserGuide)));
 }
 
 void GuideTextsTest::everyKeyIsNamed()
