@@ -32,7 +32,8 @@ class QSerialPortInfo;
 class QSettings;
 class QSpinBox;
 class Ui_MainWindow;
-enum class UsbNotice;
+class UsbMonitor;
+struct UsbEvent;
 
 /// The program's one window. Its members are spread over the folders by topic; each block below is headed by
 /// the file that defines it. Everything runs on the GUI thread but the two loaders.
@@ -112,11 +113,10 @@ private:
     void updateConnections();
     static QList<QSerialPortInfo> availableSerialPorts();
 
-    // connections/usbreaction.cpp
-    void reactToUsbNotice(UsbNotice notice, quint32 vendorId);
-
-    // connections/usbnotices_*.cpp, one per operating system; nativeEvent() too
-    void registerUsbNotices();
+    // app/mainwindow_connections.cpp; nativeEvent() too
+    /// Returns true in every case: without USB notices the program goes on, or ends by itself.
+    bool registerUsbNotices();
+    void reactToUsbEvent(const UsbEvent &event);
 
     // update/updatesession.cpp
     static QString startText();
@@ -173,8 +173,7 @@ private:
     /// Chooses the layout of the infrared frames.
     int irProtocolVariant = InfraredCrcVariant;
     std::unique_ptr<Emitter> emitter;
-    /// Windows' handle of the registration for USB notices.
-    void *usbNotification = nullptr;
+    UsbMonitor *usbMonitor = nullptr;
 
     UpdateJob job;
     /// A start that waits for the stopped loader before it to return.

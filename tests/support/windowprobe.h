@@ -35,10 +35,6 @@ public:
     }
     void selectStoredConnection() const { window.selectStoredConnection(); }
     void updateConnections() const { window.updateConnections(); }
-    void reactToUsbNotice(UsbNotice notice, quint32 vendorId) const
-    {
-        window.reactToUsbNotice(notice, vendorId);
-    }
     void refreshUpdateButton() const { window.refreshUpdateButton(); }
     /// Ends a run that told of nothing, as if its loader had returned `result`.
     void endSession(int result) const

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "connections/udevmonitor.h"
-
+#include "connections/usbmonitor.h"
 #include "tests/support/mockdevices.h"
 #include "tests/support/nothingtoopen.h"
 #include "tests/support/testcase.h"
@@ -34,24 +33,25 @@ const QFile::Permissions Open =
 class Listener
 {
 public:
-    Listener() { QVERIFY(monitor.start()); }
+    Listener() { QVERIFY(monitor->start()); }
 
     /// Words such as "+04d8" for an arrival and "-0403" for a removal.
     QStringList notices() const
     {
         QStringList words;
         for (const QList<QVariant> &notice : spy) {
-            const bool arrival = notice[0].value<UsbNotice>() == UsbNotice::Arrival;
+            const auto event = notice[0].value<UsbEvent>();
+            const bool arrival = event.kind == UsbEvent::Kind::Arrival;
             words += QStringLiteral("%1%2")
                          .arg(QLatin1Char(arrival ? '+' : '-'))
-                         .arg(notice[1].toUInt(), 4, 16, QLatin1Char('0'));
+                         .arg(event.vendorId, 4, 16, QLatin1Char('0'));
         }
         return words;
     }
 
 private:
-    UdevMonitor monitor{nullptr};
-    QSignalSpy spy{&monitor, &UdevMonitor::noticed};
+    std::unique_ptr<UsbMonitor> monitor{makeUsbMonitor(nullptr)};
+    QSignalSpy spy{monitor.get(), &UsbMonitor::noticed};
 };
 
 /// While it lives, files are as usable as an ordinary user finds them, although the test may run as root.
@@ -100,7 +100,8 @@ void makeNode(const QString &name, QFile::Permissions permissions)
 
 } // namespace
 
-class UdevMonitorTest : public TestCase
+/// What a program on Linux learns of USB devices that come and go, and of their files.
+class LinuxUsbMonitorTest : public TestCase
 {
     Q_OBJECT
 
@@ -140,18 +141,19 @@ private:
 };
 
 /// Compares what was told with what was `expected`, when there is no more to come.
-void UdevMonitorTest::waitForAll(MockDevices &devices, const Listener &listener, const QStringList &expected)
+void LinuxUsbMonitorTest::waitForAll(MockDevices &devices, const Listener &listener,
+                                     const QStringList &expected)
 {
     devices.addUsbDevice(LastVendorId, 1);
     QTRY_COMPARE(listener.notices(), expected + QStringList(QStringLiteral("+1d6b")));
 }
 
-void UdevMonitorTest::prepareNodeFolder()
+void LinuxUsbMonitorTest::prepareNodeFolder()
 {
     QVERIFY(QDir().mkpath(MockDevices::root() + QStringLiteral("/dev/bus/usb/001")));
 }
 
-void UdevMonitorTest::vendorId_data()
+void LinuxUsbMonitorTest::vendorId_data()
 {
     QTest::addColumn<QString>("subsystem");
     QTest::addColumn<QStringList>("properties");
@@ -169,7 +171,7 @@ void UdevMonitorTest::vendorId_data()
     row("serial port", "tty", text({"DEVNAME", "/dev/ttyUSB0", "ID_VENDOR_ID", "0403"}), "0403");
 }
 
-void UdevMonitorTest::vendorId()
+void LinuxUsbMonitorTest::vendorId()
 {
     QFETCH(const QString, subsystem);
     QFETCH(const QStringList, properties);
@@ -183,7 +185,7 @@ void UdevMonitorTest::vendorId()
     waitForAll(devices, listener, {u'+' + told, u'-' + told});
 }
 
-void UdevMonitorTest::removedDeviceIsKnownByWhatTheKernelTells()
+void LinuxUsbMonitorTest::removedDeviceIsKnownByWhatTheKernelTells()
 {
     MockDevices devices;
     const QString id = devices.addPlainDevice("usb", QStringLiteral("9-1"), {},
@@ -193,7 +195,7 @@ void UdevMonitorTest::removedDeviceIsKnownByWhatTheKernelTells()
     QTRY_COMPARE(listener.notices(), text({"-04d8"}));
 }
 
-void UdevMonitorTest::vendorIdOfTheAdapterThatThePortHangsOn()
+void LinuxUsbMonitorTest::vendorIdOfTheAdapterThatThePortHangsOn()
 {
     MockDevices devices;
     const QString device = devices.addPlainDevice(
@@ -205,7 +207,7 @@ void UdevMonitorTest::vendorIdOfTheAdapterThatThePortHangsOn()
     waitForAll(devices, listener, text({"+0403"}));
 }
 
-void UdevMonitorTest::ignored_data()
+void LinuxUsbMonitorTest::ignored_data()
 {
     QTest::addColumn<QString>("subsystem");
     QTest::addColumn<QStringList>("properties");
@@ -226,7 +228,7 @@ void UdevMonitorTest::ignored_data()
     row("product without vendor", "usb", text({"DEVTYPE", "usb_device", "PRODUCT", "/ffc3/100"}));
 }
 
-void UdevMonitorTest::ignored()
+void LinuxUsbMonitorTest::ignored()
 {
     QFETCH(const QString, subsystem);
     QFETCH(const QStringList, properties);
@@ -238,14 +240,14 @@ void UdevMonitorTest::ignored()
     waitForAll(devices, listener, {});
 }
 
-void UdevMonitorTest::ignoredActions_data()
+void LinuxUsbMonitorTest::ignoredActions_data()
 {
     QTest::addColumn<QString>("action");
     for (const char *const action : {"change", "bind", "unbind", "move", "online", "offline"})
         QTest::newRow(action) << QString::fromLatin1(action);
 }
 
-void UdevMonitorTest::ignoredActions()
+void LinuxUsbMonitorTest::ignoredActions()
 {
     QFETCH(const QString, action);
     MockDevices devices;
@@ -255,7 +257,7 @@ void UdevMonitorTest::ignoredActions()
     waitForAll(devices, listener, {});
 }
 
-void UdevMonitorTest::portIsToldAMomentAfterItsDevice()
+void LinuxUsbMonitorTest::portIsToldAMomentAfterItsDevice()
 {
     MockDevices devices;
     const Listener listener;
@@ -265,7 +267,7 @@ void UdevMonitorTest::portIsToldAMomentAfterItsDevice()
     waitForAll(devices, listener, text({"+0403", "+0403"}));
 }
 
-void UdevMonitorTest::removalIsToldForThePortAndItsDevice()
+void LinuxUsbMonitorTest::removalIsToldForThePortAndItsDevice()
 {
     MockDevices devices;
     const QString id =
@@ -275,7 +277,7 @@ void UdevMonitorTest::removalIsToldForThePortAndItsDevice()
     waitForAll(devices, listener, text({"-0403", "-0403"}));
 }
 
-void UdevMonitorTest::manyAtOnceAreToldInTheirOrder()
+void LinuxUsbMonitorTest::manyAtOnceAreToldInTheirOrder()
 {
     constexpr quint16 Devices = 50;
     MockDevices devices;
@@ -288,7 +290,7 @@ void UdevMonitorTest::manyAtOnceAreToldInTheirOrder()
     waitForAll(devices, listener, expected);
 }
 
-void UdevMonitorTest::everyMonitorIsTold()
+void LinuxUsbMonitorTest::everyMonitorIsTold()
 {
     MockDevices devices;
     const Listener first;
@@ -298,18 +300,18 @@ void UdevMonitorTest::everyMonitorIsTold()
     QTRY_COMPARE(second.notices(), text({"+04d8"}));
 }
 
-void UdevMonitorTest::nothingIsToldBeforeTheStart()
+void LinuxUsbMonitorTest::nothingIsToldBeforeTheStart()
 {
     MockDevices devices;
-    UdevMonitor monitor(nullptr);
-    const QSignalSpy spy(&monitor, &UdevMonitor::noticed);
+    const std::unique_ptr<UsbMonitor> monitor{makeUsbMonitor(nullptr)};
+    const QSignalSpy spy(monitor.get(), &UsbMonitor::noticed);
     const Listener listener;
     devices.addUsbDevice(AdapterVendorId, AdapterProductId);
     QTRY_COMPARE(listener.notices(), text({"+04d8"}));
     QVERIFY(spy.isEmpty());
 }
 
-void UdevMonitorTest::deviceLeavesWhileNobodyListensAnyMore()
+void LinuxUsbMonitorTest::deviceLeavesWhileNobodyListensAnyMore()
 {
     MockDevices devices;
     auto gone = std::make_unique<Listener>();
@@ -320,7 +322,7 @@ void UdevMonitorTest::deviceLeavesWhileNobodyListensAnyMore()
     waitForAll(devices, listener, text({"-04d8"}));
 }
 
-void UdevMonitorTest::usableNodeIsToldOnce()
+void LinuxUsbMonitorTest::usableNodeIsToldOnce()
 {
     MockDevices devices;
     const AsOrdinaryUser user;
@@ -334,7 +336,7 @@ void UdevMonitorTest::usableNodeIsToldOnce()
     waitForAll(devices, listener, text({"+04d8"}));
 }
 
-void UdevMonitorTest::missingNodeIsToldAgainWhenItAppears()
+void LinuxUsbMonitorTest::missingNodeIsToldAgainWhenItAppears()
 {
     MockDevices devices;
     const AsOrdinaryUser user;
@@ -349,7 +351,7 @@ void UdevMonitorTest::missingNodeIsToldAgainWhenItAppears()
     waitForAll(devices, listener, text({"+04d8", "+04d8"}));
 }
 
-void UdevMonitorTest::unusableNodeIsToldAgainWhenItsPermissionsAreSet_data()
+void LinuxUsbMonitorTest::unusableNodeIsToldAgainWhenItsPermissionsAreSet_data()
 {
     QTest::addColumn<QFile::Permissions>("before");
     QTest::newRow("neither read nor written") << QFile::Permissions();
@@ -357,7 +359,7 @@ void UdevMonitorTest::unusableNodeIsToldAgainWhenItsPermissionsAreSet_data()
     QTest::newRow("only written") << Writable;
 }
 
-void UdevMonitorTest::unusableNodeIsToldAgainWhenItsPermissionsAreSet()
+void LinuxUsbMonitorTest::unusableNodeIsToldAgainWhenItsPermissionsAreSet()
 {
     QFETCH(const QFile::Permissions, before);
     MockDevices devices;
@@ -372,7 +374,7 @@ void UdevMonitorTest::unusableNodeIsToldAgainWhenItsPermissionsAreSet()
     waitForAll(devices, listener, text({"+04d8", "+04d8"}));
 }
 
-void UdevMonitorTest::nodeThatAppearsWithoutPermissionsIsFollowed()
+void LinuxUsbMonitorTest::nodeThatAppearsWithoutPermissionsIsFollowed()
 {
     MockDevices devices;
     const AsOrdinaryUser user;
@@ -388,7 +390,7 @@ void UdevMonitorTest::nodeThatAppearsWithoutPermissionsIsFollowed()
     QTRY_COMPARE(listener.notices(), text({"+04d8", "+0403", "+04d8"}));
 }
 
-void UdevMonitorTest::eachNodeIsFollowedByItself()
+void LinuxUsbMonitorTest::eachNodeIsFollowedByItself()
 {
     MockDevices devices;
     const AsOrdinaryUser user;
@@ -404,7 +406,7 @@ void UdevMonitorTest::eachNodeIsFollowedByItself()
     waitForAll(devices, listener, text({"+04d8", "+04d8", "+04d8", "+04d8"}));
 }
 
-void UdevMonitorTest::nodeThatAppearsAfterTheRemovalIsNotTold()
+void LinuxUsbMonitorTest::nodeThatAppearsAfterTheRemovalIsNotTold()
 {
     MockDevices devices;
     const AsOrdinaryUser user;
@@ -417,7 +419,7 @@ void UdevMonitorTest::nodeThatAppearsAfterTheRemovalIsNotTold()
     waitForAll(devices, listener, text({"+04d8", "-04d8"}));
 }
 
-void UdevMonitorTest::nodesAreFollowedAgainTheNextTime()
+void LinuxUsbMonitorTest::nodesAreFollowedAgainTheNextTime()
 {
     MockDevices devices;
     const AsOrdinaryUser user;
@@ -440,7 +442,7 @@ void UdevMonitorTest::nodesAreFollowedAgainTheNextTime()
     waitForAll(devices, listener, expected);
 }
 
-void UdevMonitorTest::theirFolderMayGoToo()
+void LinuxUsbMonitorTest::theirFolderMayGoToo()
 {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
     MockDevices devices;
@@ -454,7 +456,7 @@ void UdevMonitorTest::theirFolderMayGoToo()
     waitForAll(devices, listener, text({"+04d8", "-04d8"}));
 }
 
-void UdevMonitorTest::nodesOfOtherDevicesAreNotFollowed()
+void LinuxUsbMonitorTest::nodesOfOtherDevicesAreNotFollowed()
 {
     MockDevices devices;
     const AsOrdinaryUser user;
@@ -466,14 +468,14 @@ void UdevMonitorTest::nodesOfOtherDevicesAreNotFollowed()
     waitForAll(devices, listener, text({"+0403"}));
 }
 
-void UdevMonitorTest::withoutDeviceManager()
+void LinuxUsbMonitorTest::withoutDeviceManager()
 {
     MockDevices devices;
-    UdevMonitor monitor(nullptr);
-    const QSignalSpy spy(&monitor, &UdevMonitor::noticed);
+    const std::unique_ptr<UsbMonitor> monitor{makeUsbMonitor(nullptr)};
+    const QSignalSpy spy(monitor.get(), &UsbMonitor::noticed);
     {
         const NothingToOpen limit;
-        QVERIFY(!monitor.start());
+        QVERIFY(!monitor->start());
     }
     const Listener listener;
     devices.addUsbDevice(AdapterVendorId, AdapterProductId);
@@ -481,5 +483,5 @@ void UdevMonitorTest::withoutDeviceManager()
     QVERIFY(spy.isEmpty());
 }
 
-QTEST_GUILESS_MAIN(UdevMonitorTest)
-#include "tst_udevmonitor.moc"
+QTEST_GUILESS_MAIN(LinuxUsbMonitorTest)
+#include "tst_usbmonitor_linux.moc"

@@ -104,4 +104,4 @@ void WindowsNoticesTest::discoveryRunsForKnownVendors()
 }
 
 QTEST_MAIN(WindowsNoticesTest)
-#include "tst_usbnotices_windows.moc"
+#include "tst_usbmonitor_windows.moc"
