@@ -31,7 +31,8 @@ class QPushButton;
 class QSettings;
 class QSpinBox;
 class Ui_MainWindow;
-enum class UsbNotice;
+class UsbMonitor;
+struct UsbEvent;
 
 /// The program's one window: what it shows, and what it is wired to. Everything runs on the GUI thread but the
 /// two loaders.
@@ -82,7 +83,6 @@ private:
     void connectSignals();
     void initTrace();
     void addTraceKey(const QKeySequence &keys);
-    void registerUsbNotices();
 
     // mainwindow_settings.cpp
     void loadSettings();
@@ -96,7 +96,9 @@ private:
     void activateConnection(QAction *action);
     void storeConnection(const QAction &action);
     void showConnection(const QString &text);
-    void reactToUsbNotice(UsbNotice notice, quint32 vendorId);
+    /// Returns true in every case: without USB notices the program goes on, or ends by itself.
+    bool registerUsbNotices();
+    void reactToUsbEvent(const UsbEvent &event);
 
     // mainwindow_update.cpp
     void refreshUpdateButton();
@@ -143,6 +145,7 @@ private:
     Options options;
     std::unique_ptr<ConnectionLabel> connectionLabel;
     bool barIsOnLightGround = false;
+    UsbMonitor *usbMonitor = nullptr;
     /// What the loader works with; belongs to its thread while it runs.
     UpdateJob job;
     UpdateSession session{future, watcher, stopRequested};

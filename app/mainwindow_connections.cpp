@@ -5,7 +5,8 @@
 #include "connections/connection.h"
 #include "connections/connectionlabel.h"
 #include "connections/discovery.h"
-#include "connections/usbnotice.h"
+#include "connections/usbevent.h"
+#include "connections/usbmonitor.h"
 
 #include <QAction>
 #include <QIcon>
@@ -111,20 +112,37 @@ void MainWindow::showConnection(const QString &text)
     }
 }
 
-void MainWindow::reactToUsbNotice(UsbNotice notice, quint32 vendorId)
+bool MainWindow::registerUsbNotices()
+{
+    usbMonitor = makeUsbMonitor(this);
+    connect(usbMonitor, &UsbMonitor::noticed, this, &MainWindow::reactToUsbEvent);
+    usbMonitor->start();
+    return true;
+}
+
+bool MainWindow::nativeEvent(const QByteArray &, void *message, qintptr *)
+{
+    // The window may get messages before it is complete.
+    if (usbMonitor)
+        usbMonitor->handleNativeEvent(message);
+    return false;
+}
+
+void MainWindow::reactToUsbEvent(const UsbEvent &event)
 {
     // Both lists as they stand before the first run: each run rebuilds the menu.
     QList<quint32> portVendors;
-    if (notice == UsbNotice::Arrival) {
+    if (event.kind == UsbEvent::Kind::Arrival) {
         for (const QSerialPortInfo &port : QSerialPortInfo::availablePorts())
             portVendors += port.vendorIdentifier();
     }
-    QList<quint32> menuVendors;
+    QList<UsbConnection> menu;
     const QList<QAction *> actions = menuActions->actions();
-    for (const QAction *const action : actions)
-        menuVendors += action->property("vid").toUInt();
-
-    for (qsizetype run = discoveryRuns(notice, vendorId, portVendors, menuVendors); run > 0; --run) {
+    for (const QAction *const action : actions) {
+        const bool isPort = action->property("type").toInt() == ConnectionComPort;
+        menu.append({action->property("vid").toUInt(), isPort ? action->text() : QString()});
+    }
+    for (qsizetype run = discoveryRuns(event, portVendors, menu); run > 0; --run) {
         updateConnections();
         refreshUpdateButton();
     }

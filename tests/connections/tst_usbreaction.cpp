@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "connections/connection.h"
-#include "connections/udevmonitor.h"
+#include "connections/usbmonitor.h"
 #include "tests/support/messagelog.h"
 #include "tests/support/nothingtoopen.h"
 #include "tests/support/simulatedadapter.h"
@@ -13,6 +13,8 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QSignalSpy>
+
+using Kind = UsbEvent::Kind;
 
 namespace {
 
@@ -31,8 +33,14 @@ const QString Port1 = QStringLiteral("ttyUSB1");
 const QString Port2 = QStringLiteral("ttyUSB2");
 const QString Converter = QStringLiteral("USB Serial Converter");
 
+UsbMonitor *monitorOf(const WindowBench &bench)
+{
+    return bench.window().findChild<UsbMonitor *>();
+}
+
 } // namespace
 
+/// What the window does when USB devices and serial ports come and go.
 class UsbReactionTest : public TestCase
 {
     Q_OBJECT
@@ -65,8 +73,7 @@ private slots:
 
 private:
     static int runs(const SimulatedAdapter &adapter);
-    static int runsOf(const WindowBench &bench, const SimulatedAdapter &adapter, UsbNotice notice,
-                      quint32 vendorId);
+    static int runsOf(const WindowBench &bench, const SimulatedAdapter &adapter, const UsbEvent &event);
     static QStringList entries(const WindowBench &bench);
     static QString label(const WindowBench &bench);
     static void catchUp(WindowBench &bench);
@@ -78,12 +85,11 @@ int UsbReactionTest::runs(const SimulatedAdapter &adapter)
     return static_cast<int>(adapter.calls(QStringLiteral("sub_find_devices")).size());
 }
 
-/// How often discovery runs for this notice.
-int UsbReactionTest::runsOf(const WindowBench &bench, const SimulatedAdapter &adapter, UsbNotice notice,
-                            quint32 vendorId)
+/// How often discovery runs for this event.
+int UsbReactionTest::runsOf(const WindowBench &bench, const SimulatedAdapter &adapter, const UsbEvent &event)
 {
     const int before = runs(adapter);
-    bench.probe().reactToUsbNotice(notice, vendorId);
+    emit monitorOf(bench)->noticed(event);
     return runs(adapter) - before;
 }
 
@@ -132,7 +138,7 @@ void UsbReactionTest::arrival()
     for (qsizetype i = 0; i < ports.size(); ++i)
         bench.devices.addSerialPort(QStringLiteral("ttyUSB%1").arg(i), Converter, ports[i]);
     bench.start();
-    QTEST(runsOf(bench, adapter, UsbNotice::Arrival, vendorId), "runs");
+    QTEST(runsOf(bench, adapter, {Kind::Arrival, vendorId}), "runs");
 }
 
 void UsbReactionTest::removal_data()
@@ -163,7 +169,7 @@ void UsbReactionTest::removal()
     bench.start();
     for (const quint16 vendor : menu)
         bench.probe().addConnectionAction(QStringLiteral("entry"), ConnectionComPort, vendor);
-    QTEST(runsOf(bench, adapter, UsbNotice::Removal, vendorId), "runs");
+    QTEST(runsOf(bench, adapter, {Kind::Removal, vendorId}), "runs");
 }
 
 void UsbReactionTest::matchesAreCountedBeforeTheFirstRun()
@@ -173,9 +179,9 @@ void UsbReactionTest::matchesAreCountedBeforeTheFirstRun()
     bench.start();
     QCOMPARE(entries(bench).size(), 2);
     adapter.setAdapters(0); // the first run already leaves an empty menu
-    QCOMPARE(runsOf(bench, adapter, UsbNotice::Removal, AdapterVendorId), 2);
+    QCOMPARE(runsOf(bench, adapter, {Kind::Removal, AdapterVendorId}), 2);
     QCOMPARE(entries(bench), QStringList());
-    QCOMPARE(runsOf(bench, adapter, UsbNotice::Removal, AdapterVendorId), 0);
+    QCOMPARE(runsOf(bench, adapter, {Kind::Removal, AdapterVendorId}), 0);
 }
 
 void UsbReactionTest::portsOutsideTheMenuCountForAnArrival()
@@ -185,8 +191,8 @@ void UsbReactionTest::portsOutsideTheMenuCountForAnArrival()
     bench.devices.addSerialPort(Port0, QStringLiteral("Bluetooth link"), ConverterVendorId);
     bench.start();
     QCOMPARE(entries(bench), QStringList());
-    QCOMPARE(runsOf(bench, adapter, UsbNotice::Arrival, ConverterVendorId), 1);
-    QCOMPARE(runsOf(bench, adapter, UsbNotice::Removal, ConverterVendorId), 0);
+    QCOMPARE(runsOf(bench, adapter, {Kind::Arrival, ConverterVendorId}), 1);
+    QCOMPARE(runsOf(bench, adapter, {Kind::Removal, ConverterVendorId}), 0);
 }
 
 void UsbReactionTest::theButtonFollowsTheFileField_data()
@@ -209,9 +215,9 @@ void UsbReactionTest::theButtonFollowsTheFileField()
     bench.start();
     bench.widget<QLineEdit>("lineEdit")->setText(text);
     auto *const button = bench.widget<QPushButton>("updBtn");
-    for (const UsbNotice notice : {UsbNotice::Arrival, UsbNotice::Removal}) {
+    for (const Kind kind : {Kind::Arrival, Kind::Removal}) {
         button->setEnabled(before);
-        QVERIFY(runsOf(bench, adapter, notice, AdapterVendorId) > 0);
+        QVERIFY(runsOf(bench, adapter, {kind, AdapterVendorId}) > 0);
         QCOMPARE(button->isEnabled(), !text.isEmpty());
     }
 }
@@ -223,8 +229,8 @@ void UsbReactionTest::theButtonStaysAsItIsWithoutARun()
     bench.start();
     auto *const button = bench.widget<QPushButton>("updBtn");
     button->setEnabled(true);
-    for (const UsbNotice notice : {UsbNotice::Arrival, UsbNotice::Removal}) {
-        QCOMPARE(runsOf(bench, adapter, notice, UnrelatedVendorId), 0);
+    for (const Kind kind : {Kind::Arrival, Kind::Removal}) {
+        QCOMPARE(runsOf(bench, adapter, {kind, UnrelatedVendorId}), 0);
         QVERIFY(button->isEnabled());
     }
 }
@@ -232,9 +238,9 @@ void UsbReactionTest::theButtonStaysAsItIsWithoutARun()
 /// When this returns, the window has reacted to every notice before it.
 void UsbReactionTest::catchUp(WindowBench &bench)
 {
-    const QSignalSpy notices(bench.window().findChild<UdevMonitor *>(), &UdevMonitor::noticed);
+    const QSignalSpy notices(monitorOf(bench), &UsbMonitor::noticed);
     bench.devices.addUsbDevice(LastVendorId, 1);
-    QTRY_VERIFY(!notices.isEmpty() && notices.constLast()[1].toUInt() == LastVendorId);
+    QTRY_VERIFY(!notices.isEmpty() && notices.constLast()[0].value<UsbEvent>().vendorId == LastVendorId);
 }
 
 void UsbReactionTest::adapterIsPluggedIn()

@@ -38,10 +38,6 @@ public:
     }
     void selectStoredConnection() const { window.selectStoredConnection(); }
     void updateConnections() const { window.updateConnections(); }
-    void reactToUsbNotice(UsbNotice notice, quint32 vendorId) const
-    {
-        window.reactToUsbNotice(notice, vendorId);
-    }
     void refreshUpdateButton() const { window.refreshUpdateButton(); }
     /// Starts `loader` as "Start Update" does the loader of the chosen connection.
     void start(UpdateSession::Loader loader) const { window.session.start(std::move(loader)); }

@@ -1,24 +1,62 @@
 // SPDX-License-Identifier: MIT
-#include "connections/udevmonitor.h"
-
+#include "connections/usbmonitor.h"
+#include "tests/support/messagelog.h"
 #include "tests/support/mockdevices.h"
 #include "tests/support/nothingtoopen.h"
 #include "tests/support/testcase.h"
 
 #include <QDir>
 #include <QFile>
+#include <QScopeGuard>
 #include <QSignalSpy>
 
+#include <dlfcn.h>
+#include <libudev.h>
+#include <linux/netlink.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <memory>
+
+namespace {
+
+/// How often the socket still has to report that it has overflowed.
+int overflows = 0;
+/// The socket that libudev gives instead of its own; -1 for its own.
+int socketInstead = -1;
+
+/// What the name stands for in the library behind this program.
+template<typename Function> Function *original(const char *name)
+{
+    return reinterpret_cast<Function *>(::dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+// These stand before the library's, for what cannot be made to happen with devices.
+udev_device *udev_monitor_receive_device(udev_monitor *monitor)
+{
+    if (overflows > 0) {
+        --overflows;
+        errno = ENOBUFS;
+        return nullptr;
+    }
+    return original<decltype(udev_monitor_receive_device)>("udev_monitor_receive_device")(monitor);
+}
+
+int udev_monitor_get_fd(udev_monitor *monitor)
+{
+    return socketInstead >= 0 ? socketInstead
+                              : original<decltype(udev_monitor_get_fd)>("udev_monitor_get_fd")(monitor);
+}
 
 namespace {
 
 constexpr quint16 ConverterVendorId = 0x0403;
 constexpr quint16 AdapterVendorId = 0x04D8;
 constexpr quint16 AdapterProductId = 0xFFC3;
-/// Of a device whose notices tell that everything before it has been told.
+/// Of a device whose notices show that everything before it has been reported.
 constexpr quint16 LastVendorId = 0x1D6B;
 constexpr uid_t OrdinaryUser = 65534;
 
@@ -30,28 +68,36 @@ const QFile::Permissions Usable = Readable | Writable;
 const QFile::Permissions Open =
     Readable | QFile::WriteOwner | QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther;
 
-/// A monitor that listens, and what it has told so far.
+/// A monitor that listens, and what it has reported so far.
 class Listener
 {
 public:
-    Listener() { QVERIFY(monitor.start()); }
+    Listener() { QVERIFY(monitor->start()); }
 
-    /// Words such as "+04d8" for an arrival and "-0403" for a removal.
+    const UsbMonitor *get() const { return monitor.get(); }
+    UsbEvent last() const { return spy.constLast()[0].value<UsbEvent>(); }
+
+    /// Words such as "+04d8" for an arrival and "-0403" for a removal; "lost" for lost events.
     QStringList notices() const
     {
         QStringList words;
         for (const QList<QVariant> &notice : spy) {
-            const bool arrival = notice[0].value<UsbNotice>() == UsbNotice::Arrival;
+            const auto event = notice[0].value<UsbEvent>();
+            if (event.kind == UsbEvent::Kind::Lost) {
+                words += QStringLiteral("lost");
+                continue;
+            }
+            const bool arrival = event.kind == UsbEvent::Kind::Arrival;
             words += QStringLiteral("%1%2")
                          .arg(QLatin1Char(arrival ? '+' : '-'))
-                         .arg(notice[1].toUInt(), 4, 16, QLatin1Char('0'));
+                         .arg(event.vendorId, 4, 16, QLatin1Char('0'));
         }
         return words;
     }
 
 private:
-    UdevMonitor monitor{nullptr};
-    QSignalSpy spy{&monitor, &UdevMonitor::noticed};
+    std::unique_ptr<UsbMonitor> monitor{makeUsbMonitor(nullptr)};
+    QSignalSpy spy{monitor.get(), &UsbMonitor::noticed};
 };
 
 /// While it lives, files are as usable as an ordinary user finds them, although the test may run as root.
@@ -98,40 +144,83 @@ void makeNode(const QString &name, QFile::Permissions permissions)
     QVERIFY(file.setPermissions(permissions)); // whatever the user's mask
 }
 
+/// How many files and folders this process watches.
+int watches()
+{
+    int count = 0;
+    const QDir descriptors(QStringLiteral("/proc/self/fdinfo"));
+    for (const QString &name : descriptors.entryList(QDir::Files)) {
+        QFile file(descriptors.filePath(name));
+        if (file.open(QIODevice::ReadOnly))
+            count += static_cast<int>(file.readAll().count("inotify wd:"));
+    }
+    return count;
+}
+
+/// A socket of the kernel's that device managers report to, listening to these groups of theirs.
+class KernelSocket
+{
+public:
+    explicit KernelSocket(quint32 groups)
+        : descriptor(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_KOBJECT_UEVENT))
+    {
+        sockaddr_nl address{};
+        address.nl_family = AF_NETLINK;
+        address.nl_groups = groups;
+        QCOMPARE(::bind(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    }
+    ~KernelSocket() { ::close(descriptor); }
+    KernelSocket(const KernelSocket &) = delete;
+    KernelSocket &operator=(const KernelSocket &) = delete;
+
+    const int descriptor;
+};
+
 } // namespace
 
-class UdevMonitorTest : public TestCase
+/// What a program on Linux learns of USB devices that come and go, and of their files.
+class LinuxUsbMonitorTest : public TestCase
 {
     Q_OBJECT
 
 private slots:
     void vendorId_data();
     void vendorId();
-    void removedDeviceIsKnownByWhatTheKernelTells();
+    void removedDeviceIsKnownByWhatTheKernelReports();
     void vendorIdOfTheAdapterThatThePortHangsOn();
     void ignored_data();
     void ignored();
     void ignoredActions_data();
     void ignoredActions();
 
-    void portIsToldAMomentAfterItsDevice();
-    void removalIsToldForThePortAndItsDevice();
-    void manyAtOnceAreToldInTheirOrder();
-    void everyMonitorIsTold();
-    void nothingIsToldBeforeTheStart();
+    void portIsReportedAMomentAfterItsDevice();
+    void removalIsReportedForThePortAndItsDevice();
+    void manyAtOnceAreReportedInTheirOrder();
+    void everyMonitorIsReported();
+    void nothingIsReportedBeforeTheStart();
     void deviceLeavesWhileNobodyListensAnyMore();
+    void serialPortsHaveNames();
+    void theWindowAnswersBetweenTwoNotices();
+    void anOverflowIsReportedOnce();
+    void adaptersOfLostEventsAreAwaited();
 
-    void usableNodeIsToldOnce();
-    void missingNodeIsToldAgainWhenItAppears();
-    void unusableNodeIsToldAgainWhenItsPermissionsAreSet_data();
-    void unusableNodeIsToldAgainWhenItsPermissionsAreSet();
+    void usableNodeIsReportedOnce();
+    void missingNodeIsReportedAgainWhenItAppears();
+    void unusableNodeIsReportedAgainWhenItsPermissionsAreSet_data();
+    void unusableNodeIsReportedAgainWhenItsPermissionsAreSet();
     void nodeThatAppearsWithoutPermissionsIsFollowed();
     void eachNodeIsFollowedByItself();
-    void nodeThatAppearsAfterTheRemovalIsNotTold();
+    void nodeThatAppearsAfterTheRemovalIsNotReported();
     void nodesAreFollowedAgainTheNextTime();
     void theirFolderMayGoToo();
-    void nodesOfOtherDevicesAreNotFollowed();
+    void onlyAdaptersAreFollowed_data();
+    void onlyAdaptersAreFollowed();
+    void aRemovalTakesItsWatchesBack();
+    void anAdapterThatIsThereAlreadyIsAwaited_data();
+    void anAdapterThatIsThereAlreadyIsAwaited();
 
+    void withoutSockets();
+    void withoutDeviceManager_data();
     void withoutDeviceManager();
 
 private:
@@ -139,26 +228,27 @@ private:
     static void prepareNodeFolder();
 };
 
-/// Compares what was told with what was `expected`, when there is no more to come.
-void UdevMonitorTest::waitForAll(MockDevices &devices, const Listener &listener, const QStringList &expected)
+/// Compares what was reported with what was `expected`, when there is no more to come.
+void LinuxUsbMonitorTest::waitForAll(MockDevices &devices, const Listener &listener,
+                                     const QStringList &expected)
 {
     devices.addUsbDevice(LastVendorId, 1);
     QTRY_COMPARE(listener.notices(), expected + QStringList(QStringLiteral("+1d6b")));
 }
 
-void UdevMonitorTest::prepareNodeFolder()
+void LinuxUsbMonitorTest::prepareNodeFolder()
 {
     QVERIFY(QDir().mkpath(MockDevices::root() + QStringLiteral("/dev/bus/usb/001")));
 }
 
-void UdevMonitorTest::vendorId_data()
+void LinuxUsbMonitorTest::vendorId_data()
 {
     QTest::addColumn<QString>("subsystem");
     QTest::addColumn<QStringList>("properties");
-    QTest::addColumn<QString>("told");
+    QTest::addColumn<QString>("reported");
     const auto row = [](const char *name, const char *subsystem, const QStringList &properties,
-                        const char *told) {
-        QTest::newRow(name) << QString::fromLatin1(subsystem) << properties << QString::fromLatin1(told);
+                        const char *reported) {
+        QTest::newRow(name) << QString::fromLatin1(subsystem) << properties << QString::fromLatin1(reported);
     };
     row("udev's vendor", "usb", text({"DEVTYPE", "usb_device", "ID_VENDOR_ID", "04d8"}), "04d8");
     row("capitals", "usb", text({"DEVTYPE", "usb_device", "ID_VENDOR_ID", "ABCD"}), "abcd");
@@ -169,21 +259,21 @@ void UdevMonitorTest::vendorId_data()
     row("serial port", "tty", text({"DEVNAME", "/dev/ttyUSB0", "ID_VENDOR_ID", "0403"}), "0403");
 }
 
-void UdevMonitorTest::vendorId()
+void LinuxUsbMonitorTest::vendorId()
 {
     QFETCH(const QString, subsystem);
     QFETCH(const QStringList, properties);
-    QFETCH(const QString, told);
+    QFETCH(const QString, reported);
     MockDevices devices;
     const Listener listener;
     const QString id =
         devices.addPlainDevice(subsystem.toLatin1().constData(), QStringLiteral("it"), {}, properties);
-    QTRY_COMPARE(listener.notices(), QStringList(u'+' + told));
+    QTRY_COMPARE(listener.notices(), QStringList(u'+' + reported));
     devices.remove(id);
-    waitForAll(devices, listener, {u'+' + told, u'-' + told});
+    waitForAll(devices, listener, {u'+' + reported, u'-' + reported});
 }
 
-void UdevMonitorTest::removedDeviceIsKnownByWhatTheKernelTells()
+void LinuxUsbMonitorTest::removedDeviceIsKnownByWhatTheKernelReports()
 {
     MockDevices devices;
     const QString id = devices.addPlainDevice("usb", QStringLiteral("9-1"), {},
@@ -193,7 +283,7 @@ void UdevMonitorTest::removedDeviceIsKnownByWhatTheKernelTells()
     QTRY_COMPARE(listener.notices(), text({"-04d8"}));
 }
 
-void UdevMonitorTest::vendorIdOfTheAdapterThatThePortHangsOn()
+void LinuxUsbMonitorTest::vendorIdOfTheAdapterThatThePortHangsOn()
 {
     MockDevices devices;
     const QString device = devices.addPlainDevice(
@@ -205,7 +295,7 @@ void UdevMonitorTest::vendorIdOfTheAdapterThatThePortHangsOn()
     waitForAll(devices, listener, text({"+0403"}));
 }
 
-void UdevMonitorTest::ignored_data()
+void LinuxUsbMonitorTest::ignored_data()
 {
     QTest::addColumn<QString>("subsystem");
     QTest::addColumn<QStringList>("properties");
@@ -226,7 +316,7 @@ void UdevMonitorTest::ignored_data()
     row("product without vendor", "usb", text({"DEVTYPE", "usb_device", "PRODUCT", "/ffc3/100"}));
 }
 
-void UdevMonitorTest::ignored()
+void LinuxUsbMonitorTest::ignored()
 {
     QFETCH(const QString, subsystem);
     QFETCH(const QStringList, properties);
@@ -238,14 +328,14 @@ void UdevMonitorTest::ignored()
     waitForAll(devices, listener, {});
 }
 
-void UdevMonitorTest::ignoredActions_data()
+void LinuxUsbMonitorTest::ignoredActions_data()
 {
     QTest::addColumn<QString>("action");
     for (const char *const action : {"change", "bind", "unbind", "move", "online", "offline"})
         QTest::newRow(action) << QString::fromLatin1(action);
 }
 
-void UdevMonitorTest::ignoredActions()
+void LinuxUsbMonitorTest::ignoredActions()
 {
     QFETCH(const QString, action);
     MockDevices devices;
@@ -255,7 +345,7 @@ void UdevMonitorTest::ignoredActions()
     waitForAll(devices, listener, {});
 }
 
-void UdevMonitorTest::portIsToldAMomentAfterItsDevice()
+void LinuxUsbMonitorTest::portIsReportedAMomentAfterItsDevice()
 {
     MockDevices devices;
     const Listener listener;
@@ -265,7 +355,7 @@ void UdevMonitorTest::portIsToldAMomentAfterItsDevice()
     waitForAll(devices, listener, text({"+0403", "+0403"}));
 }
 
-void UdevMonitorTest::removalIsToldForThePortAndItsDevice()
+void LinuxUsbMonitorTest::removalIsReportedForThePortAndItsDevice()
 {
     MockDevices devices;
     const QString id =
@@ -275,7 +365,7 @@ void UdevMonitorTest::removalIsToldForThePortAndItsDevice()
     waitForAll(devices, listener, text({"-0403", "-0403"}));
 }
 
-void UdevMonitorTest::manyAtOnceAreToldInTheirOrder()
+void LinuxUsbMonitorTest::manyAtOnceAreReportedInTheirOrder()
 {
     constexpr quint16 Devices = 50;
     MockDevices devices;
@@ -288,7 +378,7 @@ void UdevMonitorTest::manyAtOnceAreToldInTheirOrder()
     waitForAll(devices, listener, expected);
 }
 
-void UdevMonitorTest::everyMonitorIsTold()
+void LinuxUsbMonitorTest::everyMonitorIsReported()
 {
     MockDevices devices;
     const Listener first;
@@ -298,18 +388,18 @@ void UdevMonitorTest::everyMonitorIsTold()
     QTRY_COMPARE(second.notices(), text({"+04d8"}));
 }
 
-void UdevMonitorTest::nothingIsToldBeforeTheStart()
+void LinuxUsbMonitorTest::nothingIsReportedBeforeTheStart()
 {
     MockDevices devices;
-    UdevMonitor monitor(nullptr);
-    const QSignalSpy spy(&monitor, &UdevMonitor::noticed);
+    const std::unique_ptr<UsbMonitor> monitor{makeUsbMonitor(nullptr)};
+    const QSignalSpy spy(monitor.get(), &UsbMonitor::noticed);
     const Listener listener;
     devices.addUsbDevice(AdapterVendorId, AdapterProductId);
     QTRY_COMPARE(listener.notices(), text({"+04d8"}));
     QVERIFY(spy.isEmpty());
 }
 
-void UdevMonitorTest::deviceLeavesWhileNobodyListensAnyMore()
+void LinuxUsbMonitorTest::deviceLeavesWhileNobodyListensAnyMore()
 {
     MockDevices devices;
     auto gone = std::make_unique<Listener>();
@@ -320,7 +410,66 @@ void UdevMonitorTest::deviceLeavesWhileNobodyListensAnyMore()
     waitForAll(devices, listener, text({"-04d8"}));
 }
 
-void UdevMonitorTest::usableNodeIsToldOnce()
+void LinuxUsbMonitorTest::serialPortsHaveNames()
+{
+    MockDevices devices;
+    const Listener listener;
+    const QString id = devices.addUsbDevice(ConverterVendorId, 0x6001);
+    QTRY_COMPARE(listener.notices(), text({"+0403"}));
+    QCOMPARE(listener.last(), (UsbEvent{UsbEvent::Kind::Arrival, ConverterVendorId, {}}));
+    devices.addPortOf(id, QStringLiteral("ttyUSB0"), QStringLiteral("Converter"));
+    QTRY_COMPARE(listener.notices(), text({"+0403", "+0403"}));
+    QCOMPARE(listener.last(),
+             (UsbEvent{UsbEvent::Kind::Arrival, ConverterVendorId, QStringLiteral("ttyUSB0")}));
+}
+
+void LinuxUsbMonitorTest::theWindowAnswersBetweenTwoNotices()
+{
+    MockDevices devices;
+    const Listener listener;
+    QString course;
+    QObject window;
+    connect(listener.get(), &UsbMonitor::noticed, &window, [&] {
+        course += u'n';
+        QMetaObject::invokeMethod(
+            &window, [&] { course += u'a'; }, Qt::QueuedConnection);
+    });
+    for (int device = 0; device < 4; ++device)
+        devices.addUsbDevice(ConverterVendorId, 0x6001);
+    QTRY_COMPARE(course, QStringLiteral("nananana"));
+}
+
+void LinuxUsbMonitorTest::anOverflowIsReportedOnce()
+{
+    MockDevices devices;
+    const Listener listener;
+    for (int device = 0; device < 3; ++device)
+        devices.addUsbDevice(ConverterVendorId, 0x6001); // of no interest any more
+    overflows = 2;
+    QTRY_COMPARE(listener.notices(), text({"lost"}));
+    devices.addUsbDevice(AdapterVendorId, AdapterProductId);
+    waitForAll(devices, listener, text({"lost", "+04d8"}));
+}
+
+void LinuxUsbMonitorTest::adaptersOfLostEventsAreAwaited()
+{
+    MockDevices devices;
+    const AsOrdinaryUser user;
+    prepareNodeFolder();
+    const Listener listener;
+    const int before = watches();
+    // Both events go missing.
+    const QString id = devices.addPlainDevice("usb", QStringLiteral("9-1"), {}, adapterProperties(NodeName));
+    overflows = 1;
+    QTRY_COMPARE(listener.notices(), text({"lost"}));
+    QCOMPARE(watches(), before + 1);
+    devices.remove(id);
+    overflows = 1;
+    QTRY_COMPARE(listener.notices(), text({"lost", "lost"}));
+    QCOMPARE(watches(), before);
+}
+
+void LinuxUsbMonitorTest::usableNodeIsReportedOnce()
 {
     MockDevices devices;
     const AsOrdinaryUser user;
@@ -334,7 +483,7 @@ void UdevMonitorTest::usableNodeIsToldOnce()
     waitForAll(devices, listener, text({"+04d8"}));
 }
 
-void UdevMonitorTest::missingNodeIsToldAgainWhenItAppears()
+void LinuxUsbMonitorTest::missingNodeIsReportedAgainWhenItAppears()
 {
     MockDevices devices;
     const AsOrdinaryUser user;
@@ -349,7 +498,7 @@ void UdevMonitorTest::missingNodeIsToldAgainWhenItAppears()
     waitForAll(devices, listener, text({"+04d8", "+04d8"}));
 }
 
-void UdevMonitorTest::unusableNodeIsToldAgainWhenItsPermissionsAreSet_data()
+void LinuxUsbMonitorTest::unusableNodeIsReportedAgainWhenItsPermissionsAreSet_data()
 {
     QTest::addColumn<QFile::Permissions>("before");
     QTest::newRow("neither read nor written") << QFile::Permissions();
@@ -357,7 +506,7 @@ void UdevMonitorTest::unusableNodeIsToldAgainWhenItsPermissionsAreSet_data()
     QTest::newRow("only written") << Writable;
 }
 
-void UdevMonitorTest::unusableNodeIsToldAgainWhenItsPermissionsAreSet()
+void LinuxUsbMonitorTest::unusableNodeIsReportedAgainWhenItsPermissionsAreSet()
 {
     QFETCH(const QFile::Permissions, before);
     MockDevices devices;
@@ -372,7 +521,7 @@ void UdevMonitorTest::unusableNodeIsToldAgainWhenItsPermissionsAreSet()
     waitForAll(devices, listener, text({"+04d8", "+04d8"}));
 }
 
-void UdevMonitorTest::nodeThatAppearsWithoutPermissionsIsFollowed()
+void LinuxUsbMonitorTest::nodeThatAppearsWithoutPermissionsIsFollowed()
 {
     MockDevices devices;
     const AsOrdinaryUser user;
@@ -388,7 +537,7 @@ void UdevMonitorTest::nodeThatAppearsWithoutPermissionsIsFollowed()
     QTRY_COMPARE(listener.notices(), text({"+04d8", "+0403", "+04d8"}));
 }
 
-void UdevMonitorTest::eachNodeIsFollowedByItself()
+void LinuxUsbMonitorTest::eachNodeIsFollowedByItself()
 {
     MockDevices devices;
     const AsOrdinaryUser user;
@@ -404,7 +553,7 @@ void UdevMonitorTest::eachNodeIsFollowedByItself()
     waitForAll(devices, listener, text({"+04d8", "+04d8", "+04d8", "+04d8"}));
 }
 
-void UdevMonitorTest::nodeThatAppearsAfterTheRemovalIsNotTold()
+void LinuxUsbMonitorTest::nodeThatAppearsAfterTheRemovalIsNotReported()
 {
     MockDevices devices;
     const AsOrdinaryUser user;
@@ -417,7 +566,7 @@ void UdevMonitorTest::nodeThatAppearsAfterTheRemovalIsNotTold()
     waitForAll(devices, listener, text({"+04d8", "-04d8"}));
 }
 
-void UdevMonitorTest::nodesAreFollowedAgainTheNextTime()
+void LinuxUsbMonitorTest::nodesAreFollowedAgainTheNextTime()
 {
     MockDevices devices;
     const AsOrdinaryUser user;
@@ -440,7 +589,7 @@ void UdevMonitorTest::nodesAreFollowedAgainTheNextTime()
     waitForAll(devices, listener, expected);
 }
 
-void UdevMonitorTest::theirFolderMayGoToo()
+void LinuxUsbMonitorTest::theirFolderMayGoToo()
 {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
     MockDevices devices;
@@ -454,26 +603,97 @@ void UdevMonitorTest::theirFolderMayGoToo()
     waitForAll(devices, listener, text({"+04d8", "-04d8"}));
 }
 
-void UdevMonitorTest::nodesOfOtherDevicesAreNotFollowed()
+void LinuxUsbMonitorTest::onlyAdaptersAreFollowed_data()
 {
+    QTest::addColumn<QString>("subsystem");
+    QTest::addColumn<QStringList>("properties");
+    QTest::addColumn<QString>("reported");
+    const QStringList node{QStringLiteral("DEVNAME"), NodeName};
+    QTest::newRow("device of another vendor")
+        << QStringLiteral("usb") << adapterProperties(NodeName, "0403") << QStringLiteral("+0403");
+    QTest::newRow("serial port of the adapter's vendor")
+        << QStringLiteral("tty") << text({"ID_VENDOR_ID", "04d8"}) + node << QStringLiteral("+04d8");
+}
+
+void LinuxUsbMonitorTest::onlyAdaptersAreFollowed()
+{
+    QFETCH(const QString, subsystem);
+    QFETCH(const QStringList, properties);
+    QFETCH(const QString, reported);
     MockDevices devices;
     const AsOrdinaryUser user;
     prepareNodeFolder();
     const Listener listener;
-    devices.addPlainDevice("usb", QStringLiteral("9-1"), {}, adapterProperties(NodeName, "0403"));
-    QTRY_COMPARE(listener.notices(), text({"+0403"}));
+    const int before = watches();
+    devices.addPlainDevice(subsystem.toLatin1().constData(), QStringLiteral("it"), {}, properties);
+    QTRY_COMPARE(listener.notices(), QStringList(reported));
+    QCOMPARE(watches(), before);
     makeNode(NodeName, Usable);
-    waitForAll(devices, listener, text({"+0403"}));
+    waitForAll(devices, listener, {reported});
 }
 
-void UdevMonitorTest::withoutDeviceManager()
+void LinuxUsbMonitorTest::aRemovalTakesItsWatchesBack()
 {
     MockDevices devices;
-    UdevMonitor monitor(nullptr);
-    const QSignalSpy spy(&monitor, &UdevMonitor::noticed);
+    const AsOrdinaryUser user;
+    prepareNodeFolder();
+    makeNode(NodeName, Readable);
+    makeNode(OtherNodeName, Readable);
+    const Listener listener;
+    const int before = watches();
+    const QString first =
+        devices.addPlainDevice("usb", QStringLiteral("9-1"), {}, adapterProperties(NodeName));
+    const QString second =
+        devices.addPlainDevice("usb", QStringLiteral("9-2"), {}, adapterProperties(OtherNodeName));
+    QTRY_COMPARE(listener.notices(), text({"+04d8", "+04d8"}));
+    QCOMPARE(watches(), before + 3); // both files and their folder
+    devices.remove(first);
+    QTRY_COMPARE(listener.notices(), text({"+04d8", "+04d8", "-04d8"}));
+    QCOMPARE(watches(), before + 2);
+    devices.remove(second);
+    QTRY_COMPARE(listener.notices(), text({"+04d8", "+04d8", "-04d8", "-04d8"}));
+    QCOMPARE(watches(), before);
+}
+
+void LinuxUsbMonitorTest::anAdapterThatIsThereAlreadyIsAwaited_data()
+{
+    QTest::addColumn<QStringList>("properties");
+    QTest::addColumn<bool>("hasFile");
+    QTest::addColumn<QStringList>("reported");
+    const QStringList adapter = adapterProperties(NodeName);
+    QTest::newRow("without its file") << adapter << false << text({"+04d8"});
+    QTest::newRow("without permissions") << adapter << true << text({"+04d8"});
+    QTest::newRow("another vendor's") << adapterProperties(NodeName, "0403") << true << QStringList();
+    QTest::newRow("without a node") << adapterProperties({}) << true << QStringList();
+}
+
+void LinuxUsbMonitorTest::anAdapterThatIsThereAlreadyIsAwaited()
+{
+    QFETCH(const QStringList, properties);
+    QFETCH(const bool, hasFile);
+    QFETCH(const QStringList, reported);
+    MockDevices devices;
+    const AsOrdinaryUser user;
+    prepareNodeFolder();
+    if (hasFile)
+        makeNode(NodeName, Readable);
+    const QString id = devices.addPlainDevice("usb", QStringLiteral("9-1"), {}, properties);
+    const int before = watches();
+    const Listener listener;
+    makeNode(NodeName, Usable);
+    QTRY_COMPARE(listener.notices(), reported);
+    QCOMPARE(watches(), before);
+    waitForAll(devices, listener, reported);
+}
+
+void LinuxUsbMonitorTest::withoutSockets()
+{
+    MockDevices devices;
+    const std::unique_ptr<UsbMonitor> monitor{makeUsbMonitor(nullptr)};
+    const QSignalSpy spy(monitor.get(), &UsbMonitor::noticed);
     {
         const NothingToOpen limit;
-        QVERIFY(!monitor.start());
+        QVERIFY(!monitor->start());
     }
     const Listener listener;
     devices.addUsbDevice(AdapterVendorId, AdapterProductId);
@@ -481,5 +701,27 @@ void UdevMonitorTest::withoutDeviceManager()
     QVERIFY(spy.isEmpty());
 }
 
-QTEST_GUILESS_MAIN(UdevMonitorTest)
-#include "tst_udevmonitor.moc"
+void LinuxUsbMonitorTest::withoutDeviceManager_data()
+{
+    QTest::addColumn<quint32>("groups");
+    QTest::addColumn<bool>("starts");
+    QTest::newRow("nobody reports") << 0U << false;
+    QTest::newRow("udev reports") << 2U << true;
+}
+
+void LinuxUsbMonitorTest::withoutDeviceManager()
+{
+    QFETCH(const quint32, groups);
+    QFETCH(const bool, starts);
+    // Without made-up devices: they would bring a socket of their own.
+    const KernelSocket socket(groups);
+    const std::unique_ptr<UsbMonitor> monitor{makeUsbMonitor(nullptr)};
+    const MessageLog log;
+    socketInstead = socket.descriptor;
+    const auto ownSocketAgain = qScopeGuard([] { socketInstead = -1; });
+    QCOMPARE(monitor->start(), starts);
+    QCOMPARE(log.count(QStringLiteral("USB devices are not followed: no device monitor")), starts ? 0 : 1);
+}
+
+QTEST_GUILESS_MAIN(LinuxUsbMonitorTest)
+#include "tst_usbmonitor_linux.moc"
