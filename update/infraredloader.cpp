@@ -38,9 +38,10 @@ int MainWindow::irBoot()
         emit emitter->errorSignal(image.openErrorText());
         return LoaderFailed;
     }
-    const int error = library.irConfig(sub20Handle, CarrierHz, IrSettings[0], IrSettings[1], IrSettings[2]);
+    const auto [error, errorText] =
+        library.irConfig(sub20Handle, CarrierHz, IrSettings[0], IrSettings[1], IrSettings[2]);
     if (error != 0) {
-        emit emitter->errorSignal(QStringLiteral("SUB-20 sub_ir_config: %1").arg(library.errorText(error)));
+        emit emitter->errorSignal(QStringLiteral("SUB-20 sub_ir_config: %1").arg(errorText));
         return error;
     }
     return sendFrames(image);
@@ -81,10 +82,9 @@ int MainWindow::transmit(InfraredFrame &frame)
 {
     Sub20 &library = Sub20::instance();
     for (int copy = 0; copy < CopiesPerFrame; ++copy) {
-        const int error =
-            library.irTx(sub20Handle, static_cast<int>(frame.size()), reinterpret_cast<char *>(frame.data()));
+        const auto [error, errorText] = library.irTx(sub20Handle, frame);
         if (error != 0) {
-            emit emitter->errorSignal(QStringLiteral("SUB-20 sub_ir_tx: %1").arg(library.errorText(error)));
+            emit emitter->errorSignal(QStringLiteral("SUB-20 sub_ir_tx: %1").arg(errorText));
             return error;
         }
     }
