@@ -7,19 +7,22 @@
 #include <QThread>
 #include <QTimer>
 
-#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <span>
 
 namespace {
 
+/// What the flags ask of the adapter is not known: nothing but the library's makers could say. They are
+/// passed exactly so.
 constexpr int RsTimingFlags = 2;
 constexpr int RsTransmitSpacingUs = 0;
 constexpr int RsInterByteTimeoutUs = 10000;
 constexpr int MicrosecondsPerMillisecond = 1000;
 /// The most that the adapter receives in one exchange.
-constexpr int RsReceiveSize = 62;
+constexpr std::size_t RsReceiveSize = 62;
 
 /// Lets the panel's receiver see the silence that ends the frame before.
 constexpr unsigned long RequestPauseMs = 50;
@@ -49,19 +52,21 @@ bool Modbus::lineIsGone() const
 qint32 Modbus::xferSub20(sub_handle handle, qint32 requestLength, qint32 timeoutMs)
 {
     Sub20 &library = Sub20::instance();
+    // Whether the adapter accepted the times is not looked at: the exchange shows it.
     library.rsTiming(handle, RsTimingFlags, RsTransmitSpacingUs, timeoutMs * MicrosecondsPerMillisecond,
                      RsInterByteTimeoutUs);
-    const qint32 count = library.rsXfer(handle, reinterpret_cast<char *>(requestBuffer.data()), requestLength,
-                                        reinterpret_cast<char *>(replyBuffer.data()), RsReceiveSize);
+    const auto request = std::span(requestBuffer).first(static_cast<std::size_t>(requestLength));
+    const auto [count, errorText] =
+        library.rsXfer(handle, request, std::span(replyBuffer).first(RsReceiveSize));
     if (count < 0) {
-        emit errorString(QStringLiteral("sub_rs_xfer: %1").arg(library.errorText(library.lastError())));
+        emit errorString(QStringLiteral("sub_rs_xfer: %1").arg(errorText));
         return count;
     }
     if (count == 0 && requestBuffer[0] != BroadcastAddress) {
         emit errorString(tr("Modbus Timeout"));
         return -MB_TIMEOUT;
     }
-    return std::min(count, RsReceiveSize);
+    return count;
 }
 
 qint32 Modbus::xferCom(qint32 requestLength)

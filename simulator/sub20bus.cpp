@@ -16,6 +16,8 @@ constexpr int NotOpenError = -2;
 constexpr int BusyError = -3;
 constexpr int ArgumentError = -4;
 
+constexpr milliseconds GateLookEvery{1};
+
 constexpr std::int64_t UsPerSecond = 1'000'000;
 constexpr std::int64_t BitsPerByte = 10; // start bit, 8 data bits, stop bit
 constexpr std::int64_t RsBaudRate = 9600;
@@ -128,7 +130,11 @@ int Sub20Bus::irTx(void *pointer, int size, const char *data)
     const IrConfig config = handle.ir.value_or(IrConfig{});
     const microseconds duration = irDuration(simulation->settings.irTime, config, size);
     handle.busy = true;
+    const Sub20Settings settings = simulation->settings;
+    const std::uint32_t number = handle.irTransmissions;
     lock.unlock();
+    while (!mayTransmissionEnd(settings, number))
+        std::this_thread::sleep_for(GateLookEvery);
     std::this_thread::sleep_for(duration);
     lock.lock();
     handle.busy = false;

@@ -158,7 +158,7 @@ struct Variable
     bool (*read)(Text text, Settings &settings);
 };
 
-constexpr std::array<Variable, 17> Variables{{
+constexpr std::array<Variable, 18> Variables{{
     {"ADAPTERS", readAdapters},
     {"ADAPTERS_FILE", [](Text text, Settings &s) { return readFileName(text, s.adaptersFile); }},
     {"ADDRESS", readAddress},
@@ -169,6 +169,7 @@ constexpr std::array<Variable, 17> Variables{{
     {"REUSE_HANDLE", [](Text text, Settings &s) { return readSwitch(text, s.reuseHandles); }},
     {"EXCLUSIVE", [](Text text, Settings &s) { return readSwitch(text, s.exclusive); }},
     {"NO_ERROR_TEXT", [](Text text, Settings &s) { return readSwitch(text, s.noErrorText); }},
+    {"IR_GATE_FILE", [](Text text, Settings &s) { return readFileName(text, s.irGateFile); }},
     {"IR_TIME", [](Text text, Settings &s) { return readTime(text, s.irTime); }},
     {"RS_TIME", [](Text text, Settings &s) { return readTime(text, s.rsTime); }},
     {"PULL_OUT", readPulledOut},
@@ -177,6 +178,15 @@ constexpr std::array<Variable, 17> Variables{{
     {"FAIL", readFailures},
     {"RS", readMisbehaviour},
 }};
+
+/// The number in a file; 0 when it cannot be read or holds none.
+std::uint32_t numberIn(const std::string &name)
+{
+    std::ifstream file(name);
+    std::uint32_t number = 0;
+    file >> number;
+    return file.fail() ? 0 : number;
+}
 
 // An empty variable counts as one that is not there.
 Text valueOf(const Variable &variable)
@@ -213,10 +223,12 @@ std::uint32_t adaptersNow(const Sub20Settings &settings)
 {
     if (settings.adaptersFile.empty())
         return settings.adapters;
-    std::ifstream file(settings.adaptersFile);
-    std::uint32_t number = 0;
-    file >> number;
-    return file.fail() ? 0 : std::min(number, MostAdapters);
+    return std::min(numberIn(settings.adaptersFile), MostAdapters);
+}
+
+bool mayTransmissionEnd(const Sub20Settings &settings, std::uint32_t number)
+{
+    return settings.irGateFile.empty() || number <= numberIn(settings.irGateFile);
 }
 
 } // namespace simulator

@@ -53,6 +53,7 @@ struct Sub20Settings
     bool reuseHandles = false;
     bool exclusive = false;
     bool noErrorText = false;
+    std::string irGateFile; ///< holds the number of infrared transmissions that may end
     TransferTime irTime;
     TransferTime rsTime;
     std::optional<PulledOut> pulledOut;
@@ -76,5 +77,9 @@ Sub20Settings readSub20Settings();
 
 /// How many adapters are plugged in now. A file that cannot be read, or holds no number, stands for none.
 std::uint32_t adaptersNow(const Sub20Settings &settings);
+
+/// Whether infrared transmission `number`, counted from 1, may end now. A file that cannot be read, or holds
+/// no number, lets none end.
+bool mayTransmissionEnd(const Sub20Settings &settings, std::uint32_t number);
 
 } // namespace simulator

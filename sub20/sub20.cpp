@@ -1,45 +1,37 @@
 // SPDX-License-Identifier: MIT
 #include "sub20/sub20.h"
 
-#include "sub20/library.h"
+#include "sub20/librarylocation.h"
+#include "sub20/sub20library.h"
 
 #include <QDebug>
-#include <QLibrary>
+#include <QMutexLocker>
 #include <QStringList>
+
+#include <algorithm>
+#include <limits>
 
 namespace {
 
-/// Resolves one symbol after the other and remembers the first one that is missing.
-class Resolver
+/// Any int can be negated but the smallest one.
+constexpr int SmallestResult = -std::numeric_limits<int>::max();
+
+/// The library's interface knows no const; it is taken to leave alone what it sends.
+char *libraryBytes(std::span<const std::uint8_t> bytes)
 {
-public:
-    explicit Resolver(const QString &file) : library(file) { library.load(); }
+    return const_cast<char *>(reinterpret_cast<const char *>(bytes.data()));
+}
 
-    template<typename Pointer> void resolve(Pointer &pointer, const char *symbol)
-    {
-        if (!library.isLoaded())
-            return;
-        pointer = reinterpret_cast<Pointer>(library.resolve(symbol));
-        if (!pointer && missing.isEmpty())
-            missing = QString::fromLatin1(symbol);
-    }
+QString textOf(const Sub20Functions &library, int error)
+{
+    return QString::fromLocal8Bit(library.errorText(error));
+}
 
-    /// Why the library cannot be used; empty when it can. A library of no use is let go, so that a better
-    /// file in its place is found the next time.
-    QString finish()
-    {
-        if (!library.isLoaded())
-            return library.errorString();
-        if (missing.isEmpty())
-            return {};
-        library.unload();
-        return QStringLiteral("%1: missing symbol %2").arg(library.fileName(), missing);
-    }
-
-private:
-    QLibrary library;
-    QString missing;
-};
+/// The result of a function that answers 0 or an error code.
+Sub20Result resultOf(const Sub20Functions &library, int error)
+{
+    return {error, error != 0 ? textOf(library, error) : QString()};
+}
 
 } // namespace
 
@@ -52,56 +44,44 @@ Sub20 &Sub20::instance()
 bool Sub20::load()
 {
     const QMutexLocker lock(&mutex);
+    if (api)
+        return true;
     QStringList problems;
     for (const QString &file : sub20LibraryFiles()) {
-        if (loaded)
-            break;
-        const QString problem = bind(file);
-        loaded = problem.isEmpty();
-        problems += problem;
+        const Sub20Library library = loadSub20Library(file);
+        if (library.functions) {
+            api = library.functions;
+            return true;
+        }
+        problems += library.problem;
     }
-    if (!loaded)
-        qDebug().noquote() << "SUB-20 library not used:" << problems.join(QStringLiteral("; "));
-    return loaded;
+    qDebug().noquote() << "SUB-20 library not used:" << problems.join(QStringLiteral("; "));
+    return false;
 }
 
-QString Sub20::bind(const QString &file)
-{
-    Resolver library(file);
-    library.resolve(api.findDevices, "sub_find_devices");
-    library.resolve(api.open, "sub_open");
-    library.resolve(api.close, "sub_close");
-    library.resolve(api.errorText, "sub_strerror");
-    library.resolve(api.irConfig, "sub_ir_config");
-    library.resolve(api.irTx, "sub_ir_tx");
-    library.resolve(api.rsTiming, "sub_rs_timing");
-    library.resolve(api.rsXfer, "sub_rs_xfer");
-    library.resolve(api.lastError, "sub_errno");
-    return library.finish();
-}
-
-bool Sub20::isLoaded() const
+/// The library's functions; null while there is no library.
+const Sub20Functions *Sub20::loaded() const
 {
     const QMutexLocker lock(&mutex);
-    return loaded;
+    return api ? &*api : nullptr;
 }
 
-bool Sub20::isOpen(sub_handle handle) const
+/// The library's functions for a call with this handle; null unless it is open.
+const Sub20Functions *Sub20::functionsFor(sub_handle handle) const
 {
     const QMutexLocker lock(&mutex);
-    return openHandles.contains(handle);
+    return openHandles.contains(handle) ? &*api : nullptr;
 }
 
 sub_device Sub20::findDevices(sub_device first)
 {
-    return load() ? api.findDevices(first) : nullptr;
+    return load() ? loaded()->findDevices(first) : nullptr;
 }
 
 sub_handle Sub20::open(sub_device device)
 {
-    if (!isLoaded())
-        return nullptr;
-    const sub_handle handle = api.open(device);
+    const Sub20Functions *const library = loaded();
+    const sub_handle handle = library ? library->open(device) : nullptr;
     if (handle) {
         const QMutexLocker lock(&mutex);
         openHandles.insert(handle);
@@ -116,35 +96,42 @@ int Sub20::close(sub_handle handle)
         if (!openHandles.remove(handle))
             return NotOpen;
     }
-    return api.close(handle);
+    return loaded()->close(handle);
 }
 
-int Sub20::irConfig(sub_handle handle, int carrierHz, int first, int second, int third)
+Sub20Result Sub20::irConfig(sub_handle handle, int carrierHz, int first, int second, int third)
 {
-    return isOpen(handle) ? api.irConfig(handle, carrierHz, first, second, third) : NotOpen;
+    const Sub20Functions *const library = functionsFor(handle);
+    if (!library)
+        return {NotOpen, {}};
+    return resultOf(*library, library->irConfig(handle, carrierHz, first, second, third));
 }
 
-int Sub20::irTx(sub_handle handle, int size, char *data)
+Sub20Result Sub20::irTx(sub_handle handle, std::span<const std::uint8_t> frame)
 {
-    return isOpen(handle) ? api.irTx(handle, size, data) : NotOpen;
+    const Sub20Functions *const library = functionsFor(handle);
+    if (!library)
+        return {NotOpen, {}};
+    return resultOf(*library, library->irTx(handle, static_cast<int>(frame.size()), libraryBytes(frame)));
 }
 
 int Sub20::rsTiming(sub_handle handle, int flags, int txSpacing, int replyTimeout, int interByteTimeout)
 {
-    return isOpen(handle) ? api.rsTiming(handle, flags, txSpacing, replyTimeout, interByteTimeout) : NotOpen;
+    const Sub20Functions *const library = functionsFor(handle);
+    return library ? library->rsTiming(handle, flags, txSpacing, replyTimeout, interByteTimeout) : NotOpen;
 }
 
-int Sub20::rsXfer(sub_handle handle, char *tx, int txSize, char *rx, int rxSize)
+Sub20Result Sub20::rsXfer(sub_handle handle, std::span<const std::uint8_t> request,
+                          std::span<std::uint8_t> reply)
 {
-    return isOpen(handle) ? api.rsXfer(handle, tx, txSize, rx, rxSize) : NotOpen;
-}
-
-int Sub20::lastError() const
-{
-    return isLoaded() ? *api.lastError : NotOpen;
-}
-
-QString Sub20::errorText(int code) const
-{
-    return isLoaded() ? QString::fromLocal8Bit(api.errorText(code)) : QString();
+    const Sub20Functions *const library = functionsFor(handle);
+    if (!library)
+        return {NotOpen, {}};
+    const auto room = static_cast<int>(reply.size());
+    const int count = library->rsXfer(handle, libraryBytes(request), static_cast<int>(request.size()),
+                                      reinterpret_cast<char *>(reply.data()), room);
+    const int error = *library->lastError;
+    if (count < 0)
+        return {std::max(count, SmallestResult), textOf(*library, error)};
+    return {std::min(count, room), {}};
 }

@@ -1,19 +1,36 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "sub20/sub20functions.h"
+
 #include <QMutex>
 #include <QSet>
 #include <QString>
+#include <QtGlobal>
 
-/// The C types of the SUB-20 adapter's library.
-using sub_device = void *;
-using sub_handle = void *;
+#include <cstdint>
+#include <optional>
+#include <span>
+
+/// What a call with an open handle came to.
+struct [[nodiscard]] Sub20Result
+{
+    /// What the library answered, or Sub20::NotOpen.
+    int value = 0;
+    /// The library's words for its error, asked for right behind the call that failed; empty when it
+    /// succeeded, when the library has no words for it, and when the handle was not open.
+    QString errorText;
+};
 
 /// The library of the SUB-20 USB adapter, bound at run time: the program neither needs it to build nor to
-/// start. While it is missing, everything answers as if no adapter were there.
+/// start. While it is missing, everything answers as if no adapter were there. A handle that is not open,
+/// above all one that was closed before, is never passed to the library: such a call answers with NotOpen.
 ///
-/// May be called from any thread. A handle that is not open, above all one that was closed before, is never
-/// passed to the library: such a call answers with NotOpen.
+/// Threads: what this class holds is guarded by a mutex, so any thread may call it. The library's functions
+/// are entered without a lock, since one call takes up to a second: the GUI thread looks for adapters while a
+/// loader's thread transmits, and whether the library bears that is its own affair. A handle belongs to one
+/// thread at a time; who closes it sees to it that no other call with it is under way. The library has one
+/// error variable for all threads: it is read in the statement behind the call that failed.
 class Sub20
 {
 public:
@@ -22,57 +39,41 @@ public:
     /// The vendor id of the adapter on the USB.
     static constexpr quint16 UsbVendorId = 0x04D8;
 
-    /// The process's one binding.
+    /// The process's one binding, to the vendor's library.
     static Sub20 &instance();
+
+    /// Binds to these functions; no library is looked for.
+    explicit Sub20(const Sub20Functions &functions) : api(functions) {}
 
     /// The first adapter after `first` on the USB, null when there is none; a null `first` starts the search.
     /// Looks for the library again unless it was found before.
-    sub_device findDevices(sub_device first);
+    [[nodiscard]] sub_device findDevices(sub_device first);
     /// Opens an adapter, the first one for a null `device`. Null when none can be opened.
-    sub_handle open(sub_device device);
-    /// Closes the adapter. Later calls with the same handle, until open() gives it again, are no calls.
+    [[nodiscard]] sub_handle open(sub_device device);
+    /// Closes the adapter. Later calls with the same handle, until open() gives it again, are no calls. 0, or
+    /// the library's error code: the handle is closed in either case.
     int close(sub_handle handle);
 
-    /// 0, or an error code for errorText(). `carrierHz` is the infrared carrier's frequency.
-    int irConfig(sub_handle handle, int carrierHz, int first, int second, int third);
-    /// Sends `size` bytes by infrared and returns when they are out: 0, or an error code for errorText().
-    int irTx(sub_handle handle, int size, char *data);
-    /// Times are in µs. 0, or an error code for errorText().
+    /// 0, or the library's error code. `carrierHz` is the infrared carrier's frequency.
+    Sub20Result irConfig(sub_handle handle, int carrierHz, int first, int second, int third);
+    /// Sends a frame by infrared and returns when it is out: 0, or the library's error code.
+    Sub20Result irTx(sub_handle handle, std::span<const std::uint8_t> frame);
+    /// Times are in µs. 0, or the library's error code, which no caller has a use for.
     int rsTiming(sub_handle handle, int flags, int txSpacing, int replyTimeout, int interByteTimeout);
-    /// Sends `txSize` bytes over RS-485 and receives up to `rxSize`. The number received, 0 for silence, or a
-    /// negative error whose code lastError() gives.
-    int rsXfer(sub_handle handle, char *tx, int txSize, char *rx, int rxSize);
-
-    /// The library's last error code.
-    int lastError() const;
-    /// The library's words for an error code; empty when it has none.
-    QString errorText(int code) const;
+    /// Sends a request over RS-485 and receives a reply: the number of bytes received, at most what `reply`
+    /// holds; 0 for silence, or the library's negative result, at least -INT_MAX, so that it can be negated.
+    Sub20Result rsXfer(sub_handle handle, std::span<const std::uint8_t> request,
+                       std::span<std::uint8_t> reply);
 
 private:
-    /// The library's functions and its error variable.
-    struct Api
-    {
-        sub_device (*findDevices)(sub_device) = nullptr;
-        sub_handle (*open)(sub_device) = nullptr;
-        int (*close)(sub_handle) = nullptr;
-        char *(*errorText)(int) = nullptr;
-        int (*irConfig)(sub_handle, int, int, int, int) = nullptr;
-        int (*irTx)(sub_handle, int, char *) = nullptr;
-        int (*rsTiming)(sub_handle, int, int, int, int) = nullptr;
-        int (*rsXfer)(sub_handle, char *, int, char *, int) = nullptr;
-        int *lastError = nullptr;
-    };
-
     Sub20() = default;
 
     bool load();
-    QString bind(const QString &file);
-    bool isLoaded() const;
-    bool isOpen(sub_handle handle) const;
+    const Sub20Functions *loaded() const;
+    const Sub20Functions *functionsFor(sub_handle handle) const;
 
     mutable QMutex mutex;
-    /// Written once, under the mutex, before `loaded` becomes true.
-    Api api;
-    bool loaded = false;
+    /// Set once, under the mutex; stays as it is from then on.
+    std::optional<Sub20Functions> api;
     QSet<sub_handle> openHandles;
 };

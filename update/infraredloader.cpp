@@ -41,11 +41,10 @@ int InfraredLoader::run()
         emit context.emitter.errorSignal(image.openErrorText());
         return LoaderFailed;
     }
-    const int error =
+    const auto [error, errorText] =
         context.adapter.irConfig(context.sub20Handle, CarrierHz, IrSettings[0], IrSettings[1], IrSettings[2]);
     if (error != 0) {
-        emit context.emitter.errorSignal(
-            QStringLiteral("SUB-20 sub_ir_config: %1").arg(context.adapter.errorText(error)));
+        emit context.emitter.errorSignal(QStringLiteral("SUB-20 sub_ir_config: %1").arg(errorText));
         return error;
     }
     return sendFrames(image);
@@ -86,11 +85,9 @@ int InfraredLoader::sendFrames(ImageFile &image)
 int InfraredLoader::transmit(InfraredFrame &frame)
 {
     for (int copy = 0; copy < CopiesPerFrame; ++copy) {
-        const int error = context.adapter.irTx(context.sub20Handle, static_cast<int>(frame.size()),
-                                               reinterpret_cast<char *>(frame.data()));
+        const auto [error, errorText] = context.adapter.irTx(context.sub20Handle, frame);
         if (error != 0) {
-            emit context.emitter.errorSignal(
-                QStringLiteral("SUB-20 sub_ir_tx: %1").arg(context.adapter.errorText(error)));
+            emit context.emitter.errorSignal(QStringLiteral("SUB-20 sub_ir_tx: %1").arg(errorText));
             return error;
         }
     }

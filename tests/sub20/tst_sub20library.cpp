@@ -72,12 +72,11 @@ void TestSub20Library::openBeforeASearchFindsNothing()
     Sub20 &library = Sub20::instance();
     QCOMPARE(library.open(nullptr), sub_handle());
     QCOMPARE(library.close(&library), Sub20::NotOpen);
-    QCOMPARE(library.irConfig(&library, 38000, 10, 1, 10), Sub20::NotOpen);
-    QCOMPARE(library.irTx(&library, 0, nullptr), Sub20::NotOpen);
+    QCOMPARE(library.irConfig(&library, 38000, 10, 1, 10).value, Sub20::NotOpen);
+    QCOMPARE(library.irTx(&library, {}).value, Sub20::NotOpen);
     QCOMPARE(library.rsTiming(&library, 2, 0, 0, 0), Sub20::NotOpen);
-    QCOMPARE(library.rsXfer(&library, nullptr, 0, nullptr, 0), Sub20::NotOpen);
-    QCOMPARE(library.lastError(), Sub20::NotOpen);
-    QCOMPARE(library.errorText(1), QString());
+    QCOMPARE(library.rsXfer(&library, {}, {}).value, Sub20::NotOpen);
+    QCOMPARE(library.rsXfer(&library, {}, {}).errorText, QString());
 }
 
 void TestSub20Library::missingLibraryIsNoAdapter()

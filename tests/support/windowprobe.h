@@ -17,6 +17,9 @@ public:
         return window.findChild<Widget *>(QString::fromLatin1(name));
     }
 
+    /// As an earlier infrared run, of another kind of panel, would leave it.
+    void setInfraredVariant(int variant) const { window.irProtocolVariant = variant; }
+
     Emitter *emitter() const { return window.emitter.get(); }
     QFuture<int> future() const { return window.future; }
     /// A run's end is still to come.

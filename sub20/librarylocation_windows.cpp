@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "sub20/library.h"
+#include "sub20/librarylocation.h"
 
 #include <QCoreApplication>
 #include <QDir>
