@@ -17,6 +17,8 @@
 #include <QSettings>
 #include <QShortcut>
 
+#include <utility>
+
 namespace {
 
 const QString ProgressBarStyle = QStringLiteral(
@@ -27,8 +29,13 @@ const QString ProgressBarStyle = QStringLiteral(
 
 } // namespace
 
-MainWindow::MainWindow(QWidget *parent)
-    : QMainWindow(parent), ui(std::make_unique<Ui_MainWindow>()), errorReporter([this](const QString &text) {
+MainWindow::MainWindow(QWidget *parent) : MainWindow(Hardware(), parent) {}
+
+MainWindow::MainWindow(Hardware lent, QWidget *parent)
+    : QMainWindow(parent),
+      ui(std::make_unique<Ui_MainWindow>()),
+      hardware(std::move(lent)),
+      errorReporter([this](const QString &text) {
           session.noteError();
           showErrorBox(text);
       })

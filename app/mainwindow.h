@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "app/hardware.h"
 #include "app/options.h"
-#include "sub20/sub20.h"
 #include "update/errorreporter.h"
 #include "update/firmwareloader.h"
 #include "update/infraredframe.h"
@@ -31,11 +31,10 @@ class QPushButton;
 class QSettings;
 class QSpinBox;
 class Ui_MainWindow;
-class UsbMonitor;
 struct UsbEvent;
 
-/// The program's one window: what it shows, and what it is wired to. Everything runs on the GUI thread but the
-/// two loaders.
+/// The program's one window: what it shows, and what it is wired to. Everything runs on the GUI thread but
+/// the two loaders.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -45,6 +44,8 @@ class MainWindow : public QMainWindow
 
 public:
     explicit MainWindow(QWidget *parent = nullptr);
+    /// A window that works with this hardware in place of the machine's.
+    explicit MainWindow(Hardware hardware, QWidget *parent = nullptr);
     /// Asks a running loader to stop, and returns when it has.
     ~MainWindow() override;
 
@@ -103,7 +104,8 @@ private:
     // mainwindow_update.cpp
     void refreshUpdateButton();
     void startUpdate();
-    /// The loaders run on a pool thread. They return a LoaderResult, an adapter's error code or a ModbusResult.
+    /// The loaders run on a pool thread. They return a LoaderResult, an adapter's error code or a
+    /// ModbusResult.
     int irBoot();
     int modbusBoot();
     LoaderContext loaderContext();
@@ -139,6 +141,7 @@ private:
     std::atomic<bool> stopRequested = false;
     std::unique_ptr<Emitter> emitter;
 
+    const Hardware hardware;
     QLabel *labelAdress = nullptr;
     /// Chooses the layout of the infrared frames.
     int irProtocolVariant = InfraredCrcVariant;

@@ -4,7 +4,6 @@
 #include "app/settingskeys.h"
 #include "connections/connection.h"
 #include "connections/connectionlabel.h"
-#include "connections/discovery.h"
 #include "connections/usbevent.h"
 #include "connections/usbmonitor.h"
 
@@ -13,13 +12,13 @@
 #include <QLabel>
 #include <QMenu>
 #include <QPixmap>
-#include <QSerialPortInfo>
 #include <QSettings>
 #include <QSpinBox>
 
 void MainWindow::updateConnections()
 {
-    const QList<Connection> connections = availableConnections(Sub20::instance());
+    const QList<Connection> connections = connectionsOver(hardware.adapter.findDevices(nullptr) != nullptr,
+                                                          availableSerialPorts(hardware.serialPorts()));
     // The entries are the window's children: clearing the menu alone would leave them behind.
     qDeleteAll(menuActions->actions());
     menuActions->setEnabled(!connections.isEmpty());
@@ -114,7 +113,7 @@ void MainWindow::showConnection(const QString &text)
 
 bool MainWindow::registerUsbNotices()
 {
-    usbMonitor = makeUsbMonitor(this);
+    usbMonitor = hardware.usbMonitor(this);
     connect(usbMonitor, &UsbMonitor::noticed, this, &MainWindow::reactToUsbEvent);
     usbMonitor->start();
     return true;
@@ -133,8 +132,9 @@ void MainWindow::reactToUsbEvent(const UsbEvent &event)
     // Both lists as they stand before the first run: each run rebuilds the menu.
     QList<quint32> portVendors;
     if (event.kind == UsbEvent::Kind::Arrival) {
-        for (const QSerialPortInfo &port : QSerialPortInfo::availablePorts())
-            portVendors += port.vendorIdentifier();
+        const QList<SerialPort> ports = hardware.serialPorts();
+        for (const SerialPort &port : ports)
+            portVendors += port.vendorId;
     }
     QList<UsbConnection> menu;
     const QList<QAction *> actions = menuActions->actions();

@@ -90,8 +90,8 @@ void MainWindow::startUpdate()
         session.forgetStop();
         return;
     }
-    const UpdateJob choices{connectionType,        imageFileName,      portName, deviceAddress,
-                            options.replyGapMs, options.checkReply};
+    const UpdateJob choices{connectionType, imageFileName,      portName,
+                            deviceAddress,  options.replyGapMs, options.checkReply};
     session.start([this, choices, loader = kind->loader] {
         job = choices;
         return loader == ConnectionLoader::InfraRed ? irBoot() : modbusBoot();
@@ -118,7 +118,7 @@ LoaderContext MainWindow::loaderContext()
     return {job,
             *emitter,
             stopRequested,
-            Sub20::instance(),
+            hardware.adapter,
             sub20Handle,
             *this,
             [this](const QString &text) { reportError(text); },
@@ -167,7 +167,7 @@ void MainWindow::handleFinished()
 void MainWindow::releaseAdapter()
 {
     if (sub20Handle)
-        Sub20::instance().close(sub20Handle);
+        hardware.adapter.close(sub20Handle);
 }
 
 void MainWindow::reportError(const QString &errTxt)
@@ -187,8 +187,8 @@ void MainWindow::showErrorBox(const QString &errTxt)
     // A file name is shown as it stands, even one that looks like markup. The box has no call for that.
     if (auto *const label = box.findChild<QLabel *>(QStringLiteral("qt_msgbox_informativelabel")))
         label->setTextFormat(Qt::PlainText);
-    connect(box.button(QMessageBox::Close), SIGNAL(clicked()), this, SLOT(handleMessageBoxButton()),
-            Qt::QueuedConnection);
+    connect(box.button(QMessageBox::Close), SIGNAL(clicked()), this,
+                                                   SLOT(handleMessageBoxButton()), Qt::QueuedConnection);
     box.exec();
 }
 

@@ -43,14 +43,14 @@ bool connectionHasAddress(int type)
     return kind ? kind->hasAddress : type > ConnectionInfraRed;
 }
 
-QList<Connection> connectionsOver(bool hasAdapter, const QList<ConnectionPort> &ports)
+QList<Connection> connectionsOver(bool hasAdapter, const QList<SerialPort> &ports)
 {
     QList<Connection> connections;
     for (const ConnectionKind &kind : Kinds) {
         if (kind.device == ConnectionDevice::Sub20 && hasAdapter)
             connections += connectionOver(kind, QString(), Sub20::UsbVendorId);
     }
-    for (const ConnectionPort &port : ports) {
+    for (const SerialPort &port : ports) {
         for (const ConnectionKind &kind : Kinds) {
             if (kind.device == ConnectionDevice::SerialPort)
                 connections += connectionOver(kind, port.name, port.vendorId);

@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "connections/serialports.h"
+
 #include <QList>
 #include <QString>
 #include <QStringList>
+#include <QtGlobal>
 
 #include <optional>
 
-/// How the PC reaches the panel; stored in the settings and carried by each menu entry as its property "type".
+/// How the PC reaches the panel; stored in the settings and carried by each menu entry as its property
+/// "type".
 enum ConnectionType : int {
     ConnectionNone = 0,
     ConnectionInfraRed = 1,
@@ -44,15 +48,9 @@ struct Connection
     quint16 vendorId = 0;
 };
 
-/// A serial port, as far as the menu shows it.
-struct ConnectionPort
-{
-    QString name;
-    quint16 vendorId = 0;
-};
-
-/// Which menu entry a stored name means. First: the first one that contains it, so an empty name means the first
-/// entry, and COM1 a COM10 that stands before it. ExactFirst: the one of just this name, if there is one.
+/// Which menu entry a stored name means. First: the first one that contains it, so an empty name means the
+/// first entry, and COM1 a COM10 that stands before it. ExactFirst: the one of just this name, if there is
+/// one.
 enum class NameMatch { First, ExactFirst };
 
 /// The row of a type; null for a type that has none.
@@ -61,9 +59,9 @@ enum class NameMatch { First, ExactFirst };
 /// Whether the panel's Modbus address matters for a connection of this type.
 [[nodiscard]] bool connectionHasAddress(int type);
 
-/// The connections over what is there, in the order of the menu: those over the adapter, of which only the first
-/// is ever used, then one for each serial port.
-[[nodiscard]] QList<Connection> connectionsOver(bool hasAdapter, const QList<ConnectionPort> &ports);
+/// The connections over what is there, in the order of the menu: those over the adapter, of which only the
+/// first is ever used, then one for each serial port.
+[[nodiscard]] QList<Connection> connectionsOver(bool hasAdapter, const QList<SerialPort> &ports);
 
 /// The place among `texts` of the entry that `name` means; nothing when there is none.
 [[nodiscard]] std::optional<qsizetype> storedConnection(const QStringList &texts, const QString &name,

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "connections/portfilter.h"
+#include "connections/serialports.h"
 #include "tests/support/testcase.h"
 
 /// Which serial ports reach the menu.
-class TestPortFilter : public TestCase
+class TestSerialPorts : public TestCase
 {
     Q_OBJECT
 
@@ -14,7 +14,7 @@ private slots:
     void filter();
 };
 
-void TestPortFilter::unusable_data()
+void TestSerialPorts::unusable_data()
 {
     QTest::addColumn<QString>("description");
     QTest::addColumn<bool>("unusable");
@@ -30,13 +30,15 @@ void TestPortFilter::unusable_data()
     QTest::newRow("two words") << QStringLiteral("Blue tooth") << false;
 }
 
-void TestPortFilter::unusable()
+void TestSerialPorts::unusable()
 {
-    QFETCH(QString, description);
-    QTEST(isUnusablePort(description), "unusable");
+    QFETCH(const QString, description);
+    QFETCH(const bool, unusable);
+    const QList<SerialPort> ports{{QStringLiteral("A"), description, 0}};
+    QCOMPARE(availableSerialPorts(ports), unusable ? QList<SerialPort>() : ports);
 }
 
-void TestPortFilter::filter_data()
+void TestSerialPorts::filter_data()
 {
     QTest::addColumn<QStringList>("ports");
     QTest::addColumn<QStringList>("kept");
@@ -70,14 +72,17 @@ void TestPortFilter::filter_data()
         << QStringList{QStringLiteral("B")};
 }
 
-void TestPortFilter::filter()
+void TestSerialPorts::filter()
 {
-    QFETCH(QStringList, ports);
-    removeUnusablePorts(ports, [](const QString &port) { return port.section(u':', 1); });
-    for (QString &port : ports)
-        port = port.section(u':', 0, 0);
-    QTEST(ports, "kept");
+    QFETCH(const QStringList, ports);
+    QList<SerialPort> all;
+    for (const QString &port : ports)
+        all += SerialPort{port.section(u':', 0, 0), port.section(u':', 1), 0};
+    QStringList names;
+    for (const SerialPort &port : availableSerialPorts(all))
+        names += port.name;
+    QTEST(names, "kept");
 }
 
-QTEST_GUILESS_MAIN(TestPortFilter)
-#include "tst_portfilter.moc"
+QTEST_GUILESS_MAIN(TestSerialPorts)
+#include "tst_serialports.moc"
