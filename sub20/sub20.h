@@ -30,7 +30,8 @@ struct [[nodiscard]] Sub20Result
 /// are entered without a lock, since one call takes up to a second: the GUI thread looks for adapters while a
 /// loader's thread transmits, and whether the library bears that is its own affair. A handle belongs to one
 /// thread at a time; who closes it sees to it that no other call with it is under way. The library has one
-/// error variable for all threads: it is read in the statement behind the call that failed.
+/// error variable for all threads: it is read in the statement behind the call that failed, so that no later
+/// call changes the explanation; against one that fails in that very instant nothing is guarded.
 class Sub20
 {
 public:
