@@ -144,7 +144,7 @@ private:
     const Hardware hardware;
     QLabel *labelAdress = nullptr;
     /// Chooses the layout of the infrared frames.
-    int irProtocolVariant = InfraredCrcVariant;
+    int irProtocolVariant = infrared::CrcVariant;
     Options options;
     std::unique_ptr<ConnectionLabel> connectionLabel;
     bool barIsOnLightGround = false;

@@ -46,7 +46,7 @@ int main(int argc, char *argv[])
 {
     useOffscreenPlatform();
     const QApplication application(argc, argv);
-    const QByteArray image = sampleImage(qsizetype{Blocks} * qsizetype{InfraredBlockSize});
+    const QByteArray image = sampleImage(qsizetype{Blocks} * qsizetype{infrared::BlockSize});
     QTemporaryFile file;
     if (!file.open() || file.write(image) != image.size() || !file.flush())
         giveUp(QStringLiteral("cannot write an image file"));

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <span>
 
-/// A firmware image, read as raw bytes from its start. After a failed open() or read(), errorText() tells why
+/// A firmware image, read as raw bytes from its start. After a failed open() or read(), errorText() says why
 /// in the system's own words.
 class ImageFile
 {
@@ -15,14 +15,14 @@ public:
     explicit ImageFile(const QString &fileName) : file(fileName) {}
 
     bool open();
-    /// In bytes.
+    /// The size in bytes.
     qint64 size() const { return file.size(); }
     /// Fills `block` as far as the file reaches. The number of bytes read, 0 at the end, -1 for a failure.
     qint64 read(std::span<std::uint8_t> block);
     /// Lets go of the file, as the destructor does.
     void close() { file.close(); }
     QString errorText() const;
-    /// What the user is told when the image does not open.
+    /// What is reported when the image does not open.
     QString openErrorText() const;
 
 private:

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <numeric>
 
+namespace infrared {
 namespace {
 
 constexpr std::array<std::uint8_t, 4> Sync{0x55, 0x55, 0xC3, 0xEA};
@@ -40,19 +41,19 @@ std::uint8_t crc8(std::span<const std::uint8_t> bytes) noexcept
                            [](std::uint8_t crc, std::uint8_t byte) { return CrcTable[crc ^ byte]; });
 }
 
-std::uint8_t nextInfraredNumber(std::uint8_t number) noexcept
+std::uint8_t nextNumber(std::uint8_t number) noexcept
 {
     return number == UINT8_MAX ? 1 : static_cast<std::uint8_t>(number + 1);
 }
 
-void buildInfraredFrame(InfraredFrame &frame, int variant, std::uint8_t number, const InfraredBlock &block)
+void buildFrame(Frame &frame, int variant, std::uint8_t number, const Block &block)
 {
     std::copy(Sync.begin(), Sync.end(), frame.begin());
     frame[NumberOffset] = number;
     std::copy(block.begin(), block.end(), frame.begin() + BlockOffset);
 
     std::size_t checkOffset = CrcOffset;
-    if (variant == InfraredCrcVariant) {
+    if (variant == CrcVariant) {
         frame[CrcOffset] = crc8(std::span(frame).subspan(NumberOffset, CrcOffset - NumberOffset));
     } else {
         checkOffset = ChecksumOffset;
@@ -61,3 +62,5 @@ void buildInfraredFrame(InfraredFrame &frame, int variant, std::uint8_t number, 
     }
     std::fill_n(frame.begin() + static_cast<std::ptrdiff_t>(checkOffset) + 1, FillerSize, Filler);
 }
+
+} // namespace infrared

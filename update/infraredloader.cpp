@@ -34,7 +34,7 @@ int InfraredLoader::run()
         context.reportError(QStringLiteral("SUB-20 not connected!"));
         return LoaderFailed;
     }
-    variant = InfraredCrcVariant;
+    variant = infrared::CrcVariant;
 
     ImageFile image(context.job.imageFileName);
     if (!image.open()) {
@@ -52,24 +52,24 @@ int InfraredLoader::run()
 
 int InfraredLoader::sendFrames(ImageFile &image)
 {
-    const int blocks = static_cast<qint32>(image.size()) / static_cast<int>(InfraredBlockSize);
+    const int blocks = static_cast<qint32>(image.size()) / static_cast<int>(infrared::BlockSize);
     emit context.emitter.load_start(0, blocks);
 
-    InfraredBlock block{}; // a short last read leaves the end of the block before it
-    InfraredFrame frame{};
+    infrared::Block block{}; // a short last read leaves the end of the block before it
+    infrared::Frame frame{};
     std::uint8_t number = 0;
     int sent = 0;
     qint64 count = 0;
     while ((count = image.read(block)) > 0) {
         if (context.stopRequested)
             return LoaderFailed;
-        buildInfraredFrame(frame, variant, number, block);
+        infrared::buildFrame(frame, variant, number, block);
         if (const int error = transmit(frame); error != 0)
             return error;
         ++sent;
         if (sent % BlocksPerProgress == 0)
             emit context.emitter.load_progress(sent);
-        number = nextInfraredNumber(number);
+        number = infrared::nextNumber(number);
     }
 
     emit context.emitter.load_progress(blocks);
@@ -82,7 +82,7 @@ int InfraredLoader::sendFrames(ImageFile &image)
     return LoaderDone;
 }
 
-int InfraredLoader::transmit(InfraredFrame &frame)
+int InfraredLoader::transmit(infrared::Frame &frame)
 {
     for (int copy = 0; copy < CopiesPerFrame; ++copy) {
         const auto [error, errorText] = context.adapter.irTx(context.sub20Handle, frame);

@@ -7,7 +7,7 @@
 class ImageFile;
 
 /// Sends the image through the infrared transmitter of a SUB-20. The panel never answers: each frame is sent
-/// three times, and nothing tells whether it arrived.
+/// three times, and nothing says whether it arrived.
 class InfraredLoader final : public FirmwareLoader
 {
 public:
@@ -18,7 +18,7 @@ public:
 
 private:
     int sendFrames(ImageFile &image);
-    int transmit(InfraredFrame &frame);
+    int transmit(infrared::Frame &frame);
 
     int &variant;
 };

@@ -134,11 +134,11 @@ void WorkedExamplesTest::infraredFrames()
     ImageFile image(file.fileName());
     QVERIFY(image.open());
 
-    InfraredBlock block{};
-    InfraredFrame frame{};
+    infrared::Block block{};
+    infrared::Frame frame{};
     std::uint8_t number = 0;
-    for (; image.read(block) > 0; number = nextInfraredNumber(number)) {
-        buildInfraredFrame(frame, InfraredCrcVariant, number, block);
+    for (; image.read(block) > 0; number = infrared::nextNumber(number)) {
+        infrared::buildFrame(frame, infrared::CrcVariant, number, block);
         QCOMPARE(hexBlock(guide, QStringLiteral("frame-%1").arg(number)).toHex(' '),
                  byteArray(frame).toHex(' '));
     }
@@ -158,10 +158,10 @@ void WorkedExamplesTest::infraredLayout()
         fields += frame.mid(end, numberIn(row.value(1)));
         end += numberIn(row.value(1));
     }
-    QCOMPARE(end, qsizetype{InfraredFrameSize});
+    QCOMPARE(end, qsizetype{infrared::FrameSize});
     QCOMPARE(fields,
              (QList<QByteArray>{QByteArray::fromHex("5555C3EA"), QByteArray(1, '\0'), countingBytes(0, 48),
-                                QByteArray(1, static_cast<char>(crc8(byteView(frame.mid(4, 49))))),
+                                QByteArray(1, static_cast<char>(infrared::crc8(byteView(frame.mid(4, 49))))),
                                 QByteArray(8, '\xFF')}));
 }
 
@@ -173,7 +173,7 @@ void WorkedExamplesTest::infraredNumbers()
     for (const QStringList &row : table.rows.sliced(1)) {
         std::uint8_t number = 0;
         for (int frame = 1; frame < numberIn(row.value(0)); ++frame)
-            number = nextInfraredNumber(number);
+            number = infrared::nextNumber(number);
         QCOMPARE(numberIn(row.value(1)), int{number});
     }
 }
@@ -185,7 +185,7 @@ void WorkedExamplesTest::infraredFigures_data()
     const QString loader = QStringLiteral("update/infraredloader.cpp");
     QTest::newRow("carrier") << "Carrier" << constantIn(loader, QStringLiteral("CarrierHz"));
     QTest::newRow("copies") << "Copies" << constantIn(loader, QStringLiteral("CopiesPerFrame"));
-    QTest::newRow("size") << "Frame" << int{InfraredFrameSize};
+    QTest::newRow("size") << "Frame" << int{infrared::FrameSize};
 }
 
 void WorkedExamplesTest::infraredFigures()
@@ -203,7 +203,7 @@ void WorkedExamplesTest::infraredCrc()
     const auto figure = [&table](const char *label) {
         return numberIn(cellBehind(table, QLatin1String(label)));
     };
-    const auto crc = [](const QByteArray &bytes) { return int{crc8(byteView(bytes))}; };
+    const auto crc = [](const QByteArray &bytes) { return int{infrared::crc8(byteView(bytes))}; };
     QCOMPARE(figure("Polynomial"), crc(QByteArray(1, '\1')));
     QCOMPARE(figure("Initial value"), crc(QByteArray()));
     QCOMPARE(figure("Check value"), crc(QByteArray("123456789")));

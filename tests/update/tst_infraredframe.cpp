@@ -24,9 +24,9 @@ private slots:
 
 namespace {
 
-InfraredBlock blockOf(const QByteArray &bytes)
+infrared::Block blockOf(const QByteArray &bytes)
 {
-    InfraredBlock block{};
+    infrared::Block block{};
     std::copy(bytes.begin(), bytes.end(), block.begin());
     return block;
 }
@@ -34,9 +34,9 @@ InfraredBlock blockOf(const QByteArray &bytes)
 /// Built into a buffer of A5, so that what is not written shows.
 QByteArray builtFrame(int variant, int number, const QByteArray &block)
 {
-    InfraredFrame frame;
+    infrared::Frame frame;
     frame.fill(0xA5);
-    buildInfraredFrame(frame, variant, static_cast<std::uint8_t>(number), blockOf(block));
+    infrared::buildFrame(frame, variant, static_cast<std::uint8_t>(number), blockOf(block));
     return byteArray(frame);
 }
 
@@ -57,7 +57,7 @@ void TestInfraredFrame::checksum_data()
 void TestInfraredFrame::checksum()
 {
     QFETCH(QByteArray, bytes);
-    QTEST(int{crc8(byteView(bytes))}, "crc");
+    QTEST(int{infrared::crc8(byteView(bytes))}, "crc");
 }
 
 void TestInfraredFrame::frame_data()
@@ -85,16 +85,16 @@ void TestInfraredFrame::frame()
     QFETCH(QByteArray, block);
     QFETCH(QByteArray, bytes);
     QCOMPARE(bytes.size(), 62);
-    QCOMPARE(builtFrame(InfraredCrcVariant, number, block).toHex(), bytes.toHex());
+    QCOMPARE(builtFrame(infrared::CrcVariant, number, block).toHex(), bytes.toHex());
 }
 
 void TestInfraredFrame::everyBlockAndNumberBitCounts()
 {
-    const QByteArray plain = builtFrame(InfraredCrcVariant, 7, countingBytes(0x30, 48));
+    const QByteArray plain = builtFrame(infrared::CrcVariant, 7, countingBytes(0x30, 48));
     for (int bit = 0; bit < 49 * 8; ++bit) {
         QByteArray changed = plain.mid(4, 49);
         changed[bit / 8] = static_cast<char>(changed.at(bit / 8) ^ (1 << bit % 8));
-        const QByteArray other = builtFrame(InfraredCrcVariant, changed.at(0), changed.mid(1));
+        const QByteArray other = builtFrame(infrared::CrcVariant, changed.at(0), changed.mid(1));
         QVERIFY2(other.at(53) != plain.at(53), qPrintable(QString::number(bit)));
     }
 }
@@ -137,7 +137,7 @@ void TestInfraredFrame::numbering()
     std::uint8_t number = 0;
     for (int frame = 0; frame < 513; ++frame) {
         numbers.push_back(number);
-        number = nextInfraredNumber(number);
+        number = infrared::nextNumber(number);
     }
     for (std::size_t frame = 0; frame <= 255; ++frame)
         QCOMPARE(numbers[frame], static_cast<int>(frame));
