@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <tuple>
 
 namespace {
 
@@ -17,6 +18,8 @@ constexpr qint32 ReadDeviceIdTimeoutMs = 100;
 /// What the adapter waits after a broadcast, which no panel answers.
 constexpr qint32 BroadcastReplyTimeoutMs = 10;
 constexpr qint32 LongestIncompleteReply = 2;
+/// What the request buffer has room for beside the CRC.
+constexpr qint32 LongestRequest = static_cast<qint32>(std::tuple_size_v<FrameBuffer>) - CrcSize;
 constexpr std::size_t ExceptionCodeOffset = 2;
 
 } // namespace
@@ -44,6 +47,9 @@ void Modbus::crcAppend(std::uint8_t *frame, qint32 &length)
 
 qint32 Modbus::transaction(sub_handle sub20Handle, qint32 requestLength, qint32 timeoutMs)
 {
+    const bool hasLink = sub20Handle || serialPort;
+    if (!hasLink || requestLength < 0 || requestLength > LongestRequest)
+        return MB_TX_FAILED;
     const bool broadcast = requestBuffer[0] == BroadcastAddress;
     crcAppend(requestBuffer.data(), requestLength);
     dumpFrame(FrameDirection::Sent, requestBuffer.data(), requestLength);
@@ -124,7 +130,8 @@ void Modbus::dumpFrame(FrameDirection direction, const std::uint8_t *bytes, qint
 void Modbus::getData()
 {
     replyArrived = true;
-    replyLoop.exit(0);
+    if (awaitingReply) // a mere pause, delay(), is not ended by bytes
+        replyLoop.exit(0);
 }
 
 void Modbus::bytesWritten(qint64 bytes)
