@@ -20,20 +20,22 @@ class QTimer;
 /// its reply. It lives for one upload, on the upload's thread; every operation blocks that thread.
 ///
 /// A failure is reported twice: as a text on errorString() and as a ModbusResult. Nothing is retried. The
-/// link knows no stop: it holds its thread no longer than the times of one request below.
+/// link knows no stop: it holds its thread until the request has ended by itself.
 ///
-/// | Time                    | ms                 | Whose                     | What it ends in |
-/// |-------------------------|--------------------|---------------------------|------------------------------|
-/// | before a request        | 50                 | xferCom()                 | the request goes out | | for
-/// writing a request   | 500                | xferCom(), the port       | the reply is awaited         | |
-/// for a reply to begin    | 10000              | xferCom(), `replyTimer`   | MB_TIMEOUT                   |
-/// | behind its first byte   | 2                  | xferCom()                 | the rest is read | | for a
-/// pause in a reply  | setReplyGap()      | xferCom(), `replyTimer`   | what has come is the reply   | | for
-/// a whole reply       | 293 and two gaps   | xferCom()                 | what has come is the reply   | |
-/// for a reply, adapter    | 1000, identity 100 | the adapter               | MB_TIMEOUT                   |
-/// | between two bytes       | 10                 | the adapter               | what has come is the reply |
-/// | a broadcast's reply     | 10                 | the adapter               | nothing: it is not looked at
-/// | | behind a broadcast      | setBroadcastDelay()| transaction()             | MB_OK |
+/// Every time of the link, who keeps it, and what it ends in. Over a serial port, xferCom() keeps them all:
+/// - 50 ms before a request: then it goes out.
+/// - 500 ms for writing it: then the reply is awaited, whatever was written.
+/// - 10000 ms for the reply to begin, by the reply timer: MB_TIMEOUT.
+/// - 2 ms behind the reply's first byte: then the rest is read.
+/// - setReplyGap() for each pause within the reply, by the reply timer: what has come by then is the reply.
+/// - LongestReplyMs and GapsPerReply gaps for a whole reply: what has come by then is the reply.
+///
+/// Over a SUB-20, the adapter keeps these:
+/// - 1000 ms for the reply to a record, 100 ms for the panel's identity: MB_TIMEOUT.
+/// - 10 ms for a pause within the reply: what has come by then is the reply.
+/// - 10 ms behind a broadcast: nothing, no reply is expected.
+///
+/// And transaction(), over both: setBroadcastDelay() behind a broadcast, then MB_OK.
 class Modbus : public QObject
 {
     Q_OBJECT
