@@ -91,9 +91,9 @@ public:
     [[nodiscard]] std::int32_t readDeviceId(sub_handle sub20Handle, std::uint8_t slaveAddress,
                                             std::uint8_t readDeviceIdCode, std::uint8_t objectId);
     /// Writes the frame to the log when the trace flag is set.
-    void dumpFrame(FrameDirection direction, const std::uint8_t *bytes, std::int32_t length) const;
+    void dumpFrame(rtu::FrameDirection direction, const std::uint8_t *bytes, std::int32_t length) const;
 
-    // Transports: transports.cpp. Both return the number of reply bytes, 0 for a broadcast without
+    // Transports: modbus_transports.cpp. Both return the number of reply bytes, 0 for a broadcast without
     // reply, or a negative error.
 
     [[nodiscard]] std::int32_t xferSub20(sub_handle handle, std::int32_t requestLength,
@@ -123,8 +123,8 @@ private:
     std::int32_t broadcastDelay = 0;
     std::int32_t replyGap = 0;
     bool replyChecked = false;
-    FrameBuffer requestBuffer{};
-    FrameBuffer replyBuffer{};
+    rtu::FrameBuffer requestBuffer{};
+    rtu::FrameBuffer replyBuffer{};
     /// How many bytes of the reply buffer the last reply took.
     std::int32_t replySize = 0;
     Sub20 *adapter = &Sub20::instance();

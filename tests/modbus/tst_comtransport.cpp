@@ -43,9 +43,9 @@ const QString RxTimeout = QStringLiteral("debug: modbus_RTU_COM: rx timeout");
 /// The echo of SerialLink::writeChunk().
 QByteArray chunkEcho()
 {
-    FrameBuffer echo{};
+    rtu::FrameBuffer echo{};
     const QByteArray data = countingBytes(0, 32);
-    qint32 length = buildWriteFileRecord(echo, 80, 0, 0, byteView(data));
+    qint32 length = rtu::buildWriteFileRecord(echo, 80, 0, 0, byteView(data));
     Modbus::crcAppend(echo.data(), length);
     return byteArray(std::span(echo).first(static_cast<std::size_t>(length)));
 }

@@ -54,7 +54,7 @@ const QByteArray FirstChunk = QByteArray::fromHex("01152706000000000010"
 QByteArray withCrc(QByteArray frame)
 {
     qint32 length = static_cast<qint32>(frame.size());
-    frame.resize(frame.size() + CrcSize);
+    frame.resize(frame.size() + rtu::CrcSize);
     Modbus::crcAppend(reinterpret_cast<std::uint8_t *>(frame.data()), length);
     return frame;
 }
@@ -62,8 +62,8 @@ QByteArray withCrc(QByteArray frame)
 /// The request that writes `data` to record 0 of the panel with address 80.
 QByteArray requestWith(const QByteArray &data)
 {
-    FrameBuffer frame{};
-    const int length = buildWriteFileRecord(frame, 80, 0, 0, byteView(data));
+    rtu::FrameBuffer frame{};
+    const int length = rtu::buildWriteFileRecord(frame, 80, 0, 0, byteView(data));
     return withCrc(byteArray(std::span(frame).first(static_cast<std::size_t>(length))));
 }
 
@@ -357,10 +357,10 @@ void TestTransaction::everyByteOfTheEchoCounts()
 {
     const QByteArray data = countingBytes(0, 4);
     const QByteArray request = requestWith(data);
-    for (qsizetype i = 0; i < request.size() - CrcSize; ++i) {
+    for (qsizetype i = 0; i < request.size() - rtu::CrcSize; ++i) {
         if (i == 1 || i == 2) // another function or byte count has no such end
             continue;
-        QByteArray changed = request.left(request.size() - CrcSize);
+        QByteArray changed = request.left(request.size() - rtu::CrcSize);
         changed[i] = static_cast<char>(changed[i] ^ 1);
         Pty pty;
         SerialLink link(pty.path());
@@ -372,7 +372,7 @@ void TestTransaction::everyByteOfTheEchoCounts()
 
 void TestTransaction::theLongestRecordIsSent()
 {
-    const QByteArray data = countingBytes(0, MaxRecordDataSize);
+    const QByteArray data = countingBytes(0, rtu::MaxRecordDataSize);
     Pty pty;
     SerialLink link(pty.path());
     pty.answer(QByteArray::fromHex("01030000000AC5CD"));

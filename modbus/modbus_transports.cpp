@@ -13,6 +13,8 @@
 #include <cstdio>
 #include <cstring>
 
+using rtu::BroadcastAddress;
+
 namespace {
 
 constexpr int RsTimingFlags = 2;
@@ -67,9 +69,9 @@ qint32 Modbus::xferSub20(sub_handle handle, qint32 requestLength, qint32 timeout
     return std::min(count, RsReceiveSize);
 }
 
-qint32 Modbus::xferCom(qint32 requestLength)
+std::int32_t Modbus::xferCom(std::int32_t requestLength)
 {
-    if (!serialPort || requestLength < 0 || requestLength > static_cast<qint32>(requestBuffer.size()))
+    if (!serialPort || requestLength < 0 || requestLength > static_cast<std::int32_t>(requestBuffer.size()))
         return -MB_TX_FAILED;
     lineGone = false;
     serialPort->flush();
@@ -88,7 +90,7 @@ qint32 Modbus::xferCom(qint32 requestLength)
     return readReply();
 }
 
-bool Modbus::sendRequest(qint32 requestLength)
+bool Modbus::sendRequest(std::int32_t requestLength)
 {
     // What is still to come of an earlier reply is taken in before: it does not end the wait for this one.
     serialPort->waitForReadyRead(0);
@@ -107,7 +109,7 @@ bool Modbus::sendRequest(qint32 requestLength)
 }
 
 /// Returns when bytes come in, when the time is up, or when the line is gone.
-void Modbus::awaitBytes(int timeoutMs)
+void Modbus::awaitBytes(std::int32_t timeoutMs)
 {
     if (lineGone)
         return;
@@ -120,33 +122,33 @@ void Modbus::awaitBytes(int timeoutMs)
 
 /// Reads the byte that follows the first `count` bytes of the reply. When the port has none, an incomplete
 /// reply may pause for the reply gap, but not beyond `replyEnd`.
-qint64 Modbus::readByte(qint32 count, const QDeadlineTimer &replyEnd)
+qint64 Modbus::readByte(std::int32_t count, const QDeadlineTimer &replyEnd)
 {
     char *const byte = reinterpret_cast<char *>(replyBuffer.data()) + count;
     const qint64 size = serialPort->read(byte, 1);
     if (size != 0 || replyGap == 0 ||
-        isCompleteException({replyBuffer.data(), static_cast<std::size_t>(count)}))
+        rtu::isCompleteException({replyBuffer.data(), static_cast<std::size_t>(count)}))
         return size;
-    awaitBytes(static_cast<int>(std::min<qint64>(replyGap, replyEnd.remainingTime())));
+    awaitBytes(static_cast<std::int32_t>(std::min<qint64>(replyGap, replyEnd.remainingTime())));
     if (serialPort->bytesAvailable() == 0) // this thread may have slept through the gap: one last look
         serialPort->waitForReadyRead(0);
     return serialPort->read(byte, 1);
 }
 
-qint32 Modbus::readReply()
+std::int32_t Modbus::readReply()
 {
     const QDeadlineTimer replyEnd(LongestReplyMs + GapsPerReply * replyGap, Qt::PreciseTimer);
     const qint64 first = serialPort->read(reinterpret_cast<char *>(replyBuffer.data()), 1);
     if (first < 0)
-        return static_cast<qint32>(first);
+        return static_cast<std::int32_t>(first);
     if (first == 0) {
         qDebug("modbus_RTU_COM: rx timeout");
         return -MB_TIMEOUT;
     }
     QThread::msleep(FirstBytePauseMs);
-    qint32 count = 1;
+    std::int32_t count = 1;
     while (count <= LongestReply) {
-        if (isCompleteRecordEcho({replyBuffer.data(), static_cast<std::size_t>(count)}))
+        if (rtu::isCompleteRecordEcho({replyBuffer.data(), static_cast<std::size_t>(count)}))
             return count;
         if (readByte(count, replyEnd) <= 0)
             return count;
@@ -156,7 +158,7 @@ qint32 Modbus::readReply()
     return -MB_RX_OVERFLOW;
 }
 
-void Modbus::delay(int ms)
+void Modbus::delay(std::int32_t ms)
 {
     QTimer timer;
     timer.setSingleShot(true);
