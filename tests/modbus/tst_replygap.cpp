@@ -6,6 +6,10 @@
 #include "tests/support/testcase.h"
 
 #include <QElapsedTimer>
+#include <QThread>
+#include <QTimer>
+
+#include <utility>
 
 namespace {
 
@@ -38,6 +42,7 @@ private slots:
     void aPauseLongerThanTheGapEndsTheReply();
     void aReplyThatDribblesHasAnEnd();
     void aReplyMayPauseTwice();
+    void aThreadThatSleptThroughTheGapLooksOnceMore();
     void pacedLines_data();
     void pacedLines();
     void exceptionsOnPacedLines_data();
@@ -173,6 +178,28 @@ void ReplyGapTest::aReplyMayPauseTwice()
         QCOMPARE(result, 0);
         return;
     }
+}
+
+// The rest comes within the gap, but the thread does not come to see it before the gap is over.
+void ReplyGapTest::aThreadThatSleptThroughTheGapLooksOnceMore()
+{
+    constexpr int GapMs = 100;
+    const QByteArray reply = QByteArray::fromHex("01030000000AC5CD");
+    Pty pty;
+    SerialLink link(pty.path());
+    link.modbus.setReplyGap(GapMs);
+    bool slept = false;
+    connect(&link.port, &QSerialPort::readyRead, this, [&] {
+        if (std::exchange(slept, true))
+            return;
+        QTimer::singleShot(0, this, [&] {
+            pty.send(reply.mid(4));
+            QThread::msleep(2 * GapMs);
+        });
+    });
+    pty.answer(reply.left(4));
+    QCOMPARE(link.writeChunk(), 0);
+    QVERIFY(slept);
 }
 
 void ReplyGapTest::pacedLines_data()
