@@ -9,6 +9,7 @@
 #include <QSocketNotifier>
 #include <QTest>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
 #include <termios.h>
@@ -55,6 +56,17 @@ public:
         if (!waitForBytes(0))
             return {};
         return {bytes.data(), ::read(master, bytes.data(), bytes.size())};
+    }
+    /// Fills the line from the port to the panel, so that it takes no more.
+    void stuff() const
+    {
+        constexpr int SettledMs = 200; // the system makes room once more behind the first fill
+        const std::array<char, 512> bytes{};
+        QVERIFY(::fcntl(slave, F_SETFL, O_NONBLOCK) == 0);
+        pollfd entry{slave, POLLOUT, 0};
+        while (::poll(&entry, 1, SettledMs) > 0)
+            while (::write(slave, bytes.data(), bytes.size()) > 0)
+                ;
     }
     bool waitForBytes(int timeoutMs) const
     {
