@@ -51,6 +51,9 @@ void MainWindow::closeEvent(QCloseEvent *event)
 {
     QMainWindow::closeEvent(event);
     releaseWaitingLoader();
+    // The end may wait for a loader; no dead window stands on the screen meanwhile.
+    if (logBrowser)
+        logBrowser->closeBrowser();
 }
 
 void MainWindow::initTitle()
@@ -121,7 +124,6 @@ void MainWindow::connectSignals()
 
 void MainWindow::initTrace()
 {
-    delete logBrowser;
     logBrowser = new LogBrowser(this, nullptr);
     logHandlerInstalled = false;
     addTraceKey(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketRight);
@@ -142,5 +144,8 @@ void MainWindow::logHotKeyPressed()
 {
     qInstallMessageHandler(logHandlerInstalled ? nullptr : logMessageHandler);
     logHandlerInstalled = !logHandlerInstalled;
-    logBrowser->hideBrowser();
+    if (logHandlerInstalled)
+        reportRefused(options);
+    if (logBrowser)
+        logBrowser->hideBrowser();
 }

@@ -4,6 +4,17 @@
 #include "trace/logbrowserdialog.h"
 
 #include <QCoreApplication>
+#include <QEvent>
+#include <QMutexLocker>
+
+#include <utility>
+
+namespace {
+
+/// What a slow machine appends before a user notices that the window does not answer.
+constexpr int MessagesPerTurn = 1000;
+
+} // namespace
 
 QPointer<LogBrowser> logBrowser;
 bool logHandlerInstalled = false;
@@ -21,18 +32,99 @@ LogBrowser::LogBrowser(const QWidget *styleSource, QObject *parent) : QObject(pa
 {
     qRegisterMetaType<QtMsgType>("QtMsgType");
     browserDialog = std::make_unique<LogBrowserDialog>(styleSource, nullptr);
-    connect(this, SIGNAL(sendMessage(QtMsgType, QString)), browserDialog.get(),
-            SLOT(outputMessage(QtMsgType, QString)), Qt::QueuedConnection);
+    connect(this, SIGNAL(sendMessage(QtMsgType,QString)), browserDialog.get(),
+                         SLOT(outputMessage(QtMsgType,QString)), Qt::QueuedConnection);
+    browserDialog->onSaving([this] { deliverAll(); });
+    browserDialog->onClearing([this] { dropWaiting(); });
+    turn.setSingleShot(true);
+    connect(&turn, &QTimer::timeout, this, &LogBrowser::beginTurn);
 }
 
 LogBrowser::~LogBrowser() = default;
 
 void LogBrowser::outputMessage(QtMsgType type, const QString &message)
 {
+    if (isTooMuch() && hold(type, message))
+        return;
     emit sendMessage(type, message);
+}
+
+bool LogBrowser::isTooMuch()
+{
+    if (holding)
+        return true;
+    const int before = sentThisTurn++;
+    if (before == 0)
+        QMetaObject::invokeMethod(
+            this, [this] { turn.start(); }, Qt::QueuedConnection);
+    return before >= MessagesPerTurn;
+}
+
+/// False when the next turn has begun meanwhile, and nothing waits any more.
+bool LogBrowser::hold(QtMsgType type, const QString &message)
+{
+    const QMutexLocker lock(&mutex);
+    if (!holding && sentThisTurn < MessagesPerTurn)
+        return false;
+    holding = true;
+    waiting.append({type, message});
+    return true;
+}
+
+void LogBrowser::beginTurn()
+{
+    const QList<Message> portion = nextPortion();
+    send(portion);
+    if (!portion.isEmpty())
+        turn.start();
+}
+
+/// When nothing waits, messages are sent at once again.
+QList<LogBrowser::Message> LogBrowser::nextPortion()
+{
+    const QMutexLocker lock(&mutex);
+    if (waiting.isEmpty()) {
+        holding = false;
+        sentThisTurn = 0;
+        return {};
+    }
+    const QList<Message> portion = waiting.first(qMin(waiting.size(), qsizetype{MessagesPerTurn}));
+    waiting.remove(0, portion.size());
+    return portion;
+}
+
+QList<LogBrowser::Message> LogBrowser::everyWaiting()
+{
+    const QMutexLocker lock(&mutex);
+    return std::exchange(waiting, {});
+}
+
+void LogBrowser::send(const QList<Message> &messages)
+{
+    for (const Message &message : messages)
+        emit sendMessage(message.type, message.text);
+}
+
+/// All that has been logged so far is in the dialog when this returns.
+void LogBrowser::deliverAll()
+{
+    send(everyWaiting());
+    QCoreApplication::sendPostedEvents(browserDialog.get(), QEvent::MetaCall);
+}
+
+/// Nothing that has been logged so far reaches the dialog later.
+void LogBrowser::dropWaiting()
+{
+    everyWaiting();
+    QCoreApplication::sendPostedEvents(browserDialog.get(), QEvent::MetaCall);
 }
 
 void LogBrowser::hideBrowser()
 {
     browserDialog->setVisible(browserDialog->isHidden());
+}
+
+void LogBrowser::closeBrowser()
+{
+    browserDialog->hide();
 }

@@ -20,6 +20,7 @@ private slots:
     void goodValues();
     void refusedValues_data();
     void refusedValues();
+    void refusedKeysCanBeReportedAgain();
     void everyRefusedKeyHasItsLine();
     void aRefusedKeyLeavesTheOthers();
     void theFileIsNotWritten();
@@ -134,9 +135,27 @@ void OptionsTest::refusedValues()
     QFETCH(const QByteArray, key);
     QFETCH(const QByteArray, value);
     EventLog log;
-    QVERIFY(areOff(read(key + '=' + value)));
-    QCOMPARE(log.take(), QStringList(QStringLiteral("debug: options/%1 is not used, its value is no good: %2")
-                                         .arg(QString::fromLatin1(key), QString::fromLatin1(value))));
+    const Options options = read(key + '=' + value);
+    QVERIFY(areOff(options));
+    const QString line = QStringLiteral("options/%1 is not used, its value is no good: %2")
+                             .arg(QString::fromLatin1(key), QString::fromLatin1(value));
+    QCOMPARE(log.take(), QStringList(QStringLiteral("debug: ") + line));
+    QCOMPARE(options.refused, QStringList(line));
+}
+
+/// The lines are kept, for a trace that is switched on later.
+void OptionsTest::refusedKeysCanBeReportedAgain()
+{
+    EventLog log;
+    const Options options = read("reply_gap=x\ncheck_reply=true\ntrace_key=xyz");
+    const QStringList lines = log.take();
+    QCOMPARE(lines.size(), 2);
+    for (int times = 0; times < 2; ++times) {
+        reportRefused(options);
+        QCOMPARE(log.take(), lines);
+    }
+    reportRefused(read("check_reply=true"));
+    QCOMPARE(log.take(), QStringList());
 }
 
 void OptionsTest::everyRefusedKeyHasItsLine()
