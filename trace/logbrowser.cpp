@@ -11,8 +11,11 @@
 
 namespace {
 
-/// What a slow machine appends before a user notices that the window does not answer.
-constexpr int MessagesPerTurn = 1000;
+/// A burst of so many is shown in the next turn of the event loop, which then takes a tenth of a second or
+/// two.
+constexpr int MostAtOnce = 1000;
+/// In a flood, so many are shown in each turn, which takes some hundredths of a second.
+constexpr int FloodPortion = 200;
 
 } // namespace
 
@@ -57,14 +60,14 @@ bool LogBrowser::isTooMuch()
     if (before == 0)
         QMetaObject::invokeMethod(
             this, [this] { turn.start(); }, Qt::QueuedConnection);
-    return before >= MessagesPerTurn;
+    return before >= MostAtOnce;
 }
 
 /// False when the next turn has begun meanwhile, and nothing waits any more.
 bool LogBrowser::hold(QtMsgType type, const QString &message)
 {
     const QMutexLocker lock(&mutex);
-    if (!holding && sentThisTurn < MessagesPerTurn)
+    if (!holding && sentThisTurn < MostAtOnce)
         return false;
     holding = true;
     waiting.append({type, message});
@@ -88,7 +91,7 @@ QList<LogBrowser::Message> LogBrowser::nextPortion()
         sentThisTurn = 0;
         return {};
     }
-    const QList<Message> portion = waiting.first(qMin(waiting.size(), qsizetype{MessagesPerTurn}));
+    const QList<Message> portion = waiting.first(qMin(waiting.size(), qsizetype{FloodPortion}));
     waiting.remove(0, portion.size());
     return portion;
 }

@@ -283,14 +283,15 @@ void LogBrowserTest::refusedOptionsAreLoggedWheneverTheTraceIsSwitchedOn()
     bench.settings.setValue(QStringLiteral("options/reply_gap"), QStringLiteral("fast"));
     bench.settings.setValue(QStringLiteral("options/check_reply"), QStringLiteral("true"));
     MainWindow &window = bench.start();
+    const auto shownOptions = [] { return shownLines().filter(QStringLiteral("options/")); };
     QStringList expected;
     for (int times = 0; times < 2; ++times) {
         window.logHotKeyPressed();
         expected += QStringLiteral("options/reply_gap is not used, its value is no good: fast");
-        QTRY_COMPARE(shownLines(), expected);
+        QTRY_COMPARE(shownOptions(), expected);
         window.logHotKeyPressed();
         QCoreApplication::processEvents();
-        QCOMPARE(shownLines(), expected);
+        QCOMPARE(shownOptions(), expected);
     }
 }
 

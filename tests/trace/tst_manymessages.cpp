@@ -3,15 +3,19 @@
 #include "tests/trace/tracedialog.h"
 #include "tests/trace/tracehandler.h"
 
+#include <QDeadlineTimer>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTextDocument>
 #include <QThread>
 #include <QTimer>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
+#include <iterator>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -33,6 +37,20 @@ void logNumbers(int first, int end)
 {
     for (int number = first; number < end; ++number)
         qDebug("%d", number);
+}
+
+/// Without what the platform says of itself when a window is shown.
+QStringList loggedLines(const QStringList &lines)
+{
+    QStringList logged;
+    std::ranges::copy_if(lines, std::back_inserter(logged),
+                         [](const QString &line) { return !line.contains(QStringLiteral("This plugin")); });
+    return logged;
+}
+
+QStringList savedLines(const QString &fileName)
+{
+    return loggedLines(QString::fromUtf8(contentOf(fileName)).split(u'\n'));
 }
 
 QStringList numbers(int first, int end)
@@ -79,8 +97,8 @@ private:
     std::array<std::unique_ptr<QThread>, Threads> threads;
 };
 
-/// A thread that logs without a pause until it is stopped, or has logged so much that nobody stops it any
-/// more.
+/// A thread that logs faster than a window can show it, until it is stopped. When nobody can do so, it gives
+/// up.
 class EndlessLogger
 {
 public:
@@ -97,12 +115,17 @@ public:
     bool isRunning() const { return thread->isRunning(); }
 
 private:
-    static constexpr int MostMessages = 400000;
+    static constexpr int MessagesPerBurst = 50;
+    static constexpr unsigned long PauseMs = 1;
+    static constexpr qint64 GivesUpAfterMs = 60000;
 
     std::atomic<bool> stopped = false;
     std::unique_ptr<QThread> thread{QThread::create([this] {
-        for (int message = 0; message < MostMessages && !stopped; ++message)
-            qDebug("%d", message);
+        const QDeadlineTimer end(GivesUpAfterMs);
+        for (int first = 0; !stopped && !end.hasExpired(); first += MessagesPerBurst) {
+            logNumbers(first, first + MessagesPerBurst);
+            QThread::msleep(PauseMs);
+        }
     })};
 };
 
@@ -158,13 +181,16 @@ void ManyMessagesTest::theWindowAnswersInAFloodWithoutEnd()
     const TraceOn trace;
     QVERIFY(QTest::qWaitForWindowExposed(findDialog()));
     int turns = 0;
+    int shown = 1;
     EndlessLogger logger;
     QTimer timer;
-    connect(&timer, &QTimer::timeout, this, [&] { turns += logger.isRunning() ? 1 : 0; });
+    connect(&timer, &QTimer::timeout, this, [&] {
+        if (logger.isRunning() && std::exchange(shown, shownCount()) != shown)
+            ++turns;
+    });
     timer.start(0);
     QTRY_VERIFY_WITH_TIMEOUT(turns >= FewestClicks || !logger.isRunning(), ArrivalTimeoutMs);
     QVERIFY2(turns >= FewestClicks, qPrintable(QString::number(turns)));
-    QVERIFY(shownCount() > 1);
     logger.stop();
     traceButton(QStringLiteral("Clear")).click();
     QCoreApplication::processEvents();
@@ -174,16 +200,16 @@ void ManyMessagesTest::theWindowAnswersInAFloodWithoutEnd()
 // Some messages of a thread wait and others do not.
 void ManyMessagesTest::theOrderHoldsAsTheFloodComesAndGoes()
 {
-    constexpr int Bursts = 40;
+    constexpr int Bursts = 20;
     constexpr int Burst = 1500;
     const TraceOn trace;
     const std::unique_ptr<QThread> thread(QThread::create([] {
         for (int burst = 0; burst < Bursts; ++burst) {
             // Of different lengths, to come to each place of a turn.
             const int first = burst * Burst;
-            logNumbers(first, first + Burst - burst * 30);
+            logNumbers(first, first + Burst - burst * 60);
             QThread::yieldCurrentThread();
-            logNumbers(first + Burst - burst * 30, first + Burst);
+            logNumbers(first + Burst - burst * 60, first + Burst);
             QThread::msleep(static_cast<unsigned long>(burst % 5) * 5);
         }
     }));
@@ -237,10 +263,9 @@ void ManyMessagesTest::savingBringsInWhatWaits()
     });
     traceButton(QStringLiteral("Save Trace")).click();
     QCOMPARE(saveDialogs, 1);
-    QVERIFY(contentOf(file) == numbers(0, 2 * Flood).join(u'\n').toUtf8());
-    logNumbers(2 * Flood, 2 * Flood + 1);
-    QTRY_COMPARE(shownCount(), 2 * Flood + 1);
-    QVERIFY(shownLines() == numbers(0, 2 * Flood + 1));
+    QVERIFY(savedLines(file) == numbers(0, 2 * Flood));
+    qDebug("%d", 2 * Flood);
+    QTRY_VERIFY(loggedLines(shownLines()) == numbers(0, 2 * Flood + 1));
 }
 
 void ManyMessagesTest::savingInAFloodWithoutEndReturns()
@@ -254,7 +279,7 @@ void ManyMessagesTest::savingInAFloodWithoutEndReturns()
     traceButton(QStringLiteral("Save Trace")).click();
     QVERIFY(logger.isRunning());
     logger.stop();
-    const QStringList saved = QString::fromUtf8(contentOf(file)).split(u'\n');
+    const QStringList saved = savedLines(file);
     QVERIFY(saved.size() > 1);
     QVERIFY(saved == numbers(0, static_cast<int>(saved.size())));
     traceButton(QStringLiteral("Clear")).click();
