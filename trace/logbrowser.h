@@ -21,7 +21,7 @@ class QWidget;
 /// Appending to the dialog is slow, and the event loop handles whatever is posted, also while it does so,
 /// before it turns to the user: a flood of messages would keep the window from answering, for ever if it
 /// never ends. So a limited number goes to the dialog in each turn of the event loop. What comes beyond it
-/// waits here, and so does all that follows until nothing waits any more.
+/// waits here, and so does all that follows until nothing waits any more. Without a flood, no lock is taken.
 class LogBrowser : public QObject
 {
     Q_OBJECT
@@ -34,7 +34,7 @@ public:
     LogBrowser(const LogBrowser &) = delete;
     LogBrowser &operator=(const LogBrowser &) = delete;
 
-    /// Hides the dialog, whatever it was: its window has gone.
+    /// Hides the dialog, shown or not: the window that it belongs to has been closed.
     void closeBrowser();
 
 signals:

@@ -115,9 +115,9 @@ public:
     bool isRunning() const { return thread->isRunning(); }
 
 private:
-    static constexpr int MessagesPerBurst = 50;
+    static constexpr int MessagesPerBurst = 20;
     static constexpr unsigned long PauseMs = 1;
-    static constexpr qint64 GivesUpAfterMs = 60000;
+    static constexpr qint64 GivesUpAfterMs = 30000;
 
     std::atomic<bool> stopped = false;
     std::unique_ptr<QThread> thread{QThread::create([this] {
