@@ -180,7 +180,7 @@ void ManyMessagesTest::allArriveInOrderWhileTheWindowAnswers()
 
 void ManyMessagesTest::theWindowAnswersInAFloodWithoutEnd()
 {
-    constexpr int FewestTurns = 5;
+    constexpr int FewestTurns = 10;
     const TraceOn trace;
     QVERIFY(QTest::qWaitForWindowExposed(findDialog()));
     int turns = 0;
