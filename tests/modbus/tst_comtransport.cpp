@@ -316,7 +316,7 @@ void TestComTransport::wokenWithoutBytesIsATimeout()
 
 void TestComTransport::bytesWrittenSaysHowMany()
 {
-    EventLog log;
+    MessageLog log;
     Modbus modbus;
     modbus.bytesWritten(0);
     modbus.bytesWritten(5'000'000'000);

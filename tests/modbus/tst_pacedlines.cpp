@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "modbus/modbus.h"
 #include "tests/support/bytes.h"
-#include "tests/support/eventlog.h"
+#include "tests/support/messagelog.h"
 #include "tests/support/panelprocess.h"
 #include "tests/support/testcase.h"
 
@@ -93,7 +93,7 @@ private slots:
 void PacedLinesTest::aThousandChunksOnEveryLine()
 {
     const QByteArray image = unevenBytes(Chunks * ChunkSize);
-    EventLog log; // keeps the lines about written bytes from the output
+    MessageLog log; // keeps the lines about written bytes from the output
     std::vector<std::unique_ptr<Line>> lines;
     for (const char *const kind : {"--paced", "--bursts 8", "--bursts 14", "--bursts 16", "--latency-ms 16"})
         lines.push_back(std::make_unique<Line>(QString::fromLatin1(kind), image));
