@@ -69,6 +69,9 @@ void MainWindow::closeEvent(QCloseEvent *event)
     QMainWindow::closeEvent(event);
     errorReporter.close();
     session.close();
+    // The end may wait for a loader; no dead window stands on the screen meanwhile.
+    if (logBrowser)
+        logBrowser->closeBrowser();
 }
 
 void MainWindow::initTitle()
@@ -139,7 +142,6 @@ void MainWindow::connectSignals()
 
 void MainWindow::initTrace()
 {
-    delete logBrowser;
     logBrowser = new LogBrowser(this, nullptr);
     logHandlerInstalled = false;
     addTraceKey(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketRight);
@@ -160,5 +162,8 @@ void MainWindow::logHotKeyPressed()
 {
     qInstallMessageHandler(logHandlerInstalled ? nullptr : logMessageHandler);
     logHandlerInstalled = !logHandlerInstalled;
-    logBrowser->hideBrowser();
+    if (logHandlerInstalled)
+        reportRefused(options);
+    if (logBrowser)
+        logBrowser->hideBrowser();
 }

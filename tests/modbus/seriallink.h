@@ -3,7 +3,7 @@
 
 #include "modbus/modbus.h"
 #include "tests/support/bytes.h"
-#include "tests/support/eventlog.h"
+#include "tests/support/messagelog.h"
 
 #include <QSerialPort>
 #include <QSocketNotifier>
@@ -114,7 +114,7 @@ public:
         return modbus.writeFileRecord(nullptr, address, 0, record, 32, byteView(data).data());
     }
 
-    EventLog events;
+    MessageLog events;
     QSerialPort port;
     Modbus modbus;
 };

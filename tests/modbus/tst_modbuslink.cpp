@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "modbus/modbus.h"
 #include "modbus/porterror.h"
-#include "tests/support/eventlog.h"
+#include "tests/support/messagelog.h"
 #include "tests/support/testcase.h"
 
 #include <QElapsedTimer>
@@ -64,7 +64,7 @@ void ModbusLinkTest::aWholeReplyHasADeadline()
 
 void ModbusLinkTest::bytesWrittenSaysHowMany()
 {
-    EventLog log;
+    MessageLog log;
     Modbus modbus;
     modbus.bytesWritten(0);
     modbus.bytesWritten(5'000'000'000);
@@ -130,7 +130,7 @@ void ModbusLinkTest::delayOfAThreadThatIsToEndIsNoLoop()
 
 void ModbusLinkTest::withoutALinkNothingIsSent()
 {
-    const EventLog log;
+    const MessageLog log;
     const std::uint8_t data = 0;
     Modbus modbus;
     for (const char *const port : {"never given", "taken back"}) {
