@@ -75,8 +75,19 @@ void MainWindow::startUpdate()
                             deviceAddress,  options.replyGapMs, options.checkReply};
     session.start([this, choices, loader = kind->loader] {
         job = choices;
-        return loader == ConnectionLoader::InfraRed ? irBoot() : modbusBoot();
+        return runLoader(loader);
     });
+}
+
+int MainWindow::runLoader(ConnectionLoader loader)
+{
+    switch (loader) {
+    case ConnectionLoader::InfraRed:
+        return irBoot();
+    case ConnectionLoader::Modbus:
+        return modbusBoot();
+    }
+    return LoaderFailed;
 }
 
 int MainWindow::irBoot()
