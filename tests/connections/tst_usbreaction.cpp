@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "connections/connection.h"
 #include "connections/usbmonitor.h"
 #include "tests/support/messagelog.h"
 #include "tests/support/nothingtoopen.h"
@@ -35,6 +34,11 @@ const QString Port0 = QStringLiteral("ttyUSB0");
 const QString Port1 = QStringLiteral("ttyUSB1");
 const QString Port2 = QStringLiteral("ttyUSB2");
 const QString Converter = QStringLiteral("USB Serial Converter");
+
+QMenu *menuOf(const WindowBench &bench)
+{
+    return bench.widget<QMenu>("menuActions");
+}
 
 UsbMonitor *monitorOf(const WindowBench &bench)
 {
@@ -104,7 +108,7 @@ int UsbReactionTest::runsOf(const WindowBench &bench, const SimulatedAdapter &ad
 QStringList UsbReactionTest::entries(const WindowBench &bench)
 {
     QStringList texts;
-    for (const QAction *const action : bench.probe().menu()->actions())
+    for (const QAction *const action : menuOf(bench)->actions())
         texts += action->isChecked() ? QStringLiteral("[%1]").arg(action->text()) : action->text();
     return texts;
 }
@@ -175,7 +179,7 @@ void UsbReactionTest::removal()
     WindowBench bench;
     bench.start();
     for (const quint16 vendor : menu)
-        bench.probe().addConnectionAction(QStringLiteral("entry"), ConnectionComPort, vendor);
+        menuOf(bench)->addAction(QStringLiteral("entry"))->setProperty("vid", vendor);
     QTEST(runsOf(bench, adapter, {Kind::Removal, vendorId}), "runs");
 }
 
@@ -278,7 +282,7 @@ void UsbReactionTest::adapterIsPulledOut()
     QTRY_COMPARE(entries(bench), QStringList());
     QCOMPARE(runs(adapter), 3); // one for each of its entries
     QCOMPARE(label(bench), QStringLiteral("No Available Connections"));
-    QVERIFY(!bench.probe().menu()->isEnabled());
+    QVERIFY(!menuOf(bench)->isEnabled());
     catchUp(bench);
     QCOMPARE(runs(adapter), 3);
 }
@@ -345,8 +349,7 @@ void UsbReactionTest::twoPortsOfOneDevice()
     QCOMPARE(runs(adapter), before + 4);
 }
 
-/// Eight ports on two chips: each chip stands for eight ports, and so does the one port's notice that comes
-/// first.
+/// Eight ports on two chips. Of the ports' notices, the first one finds them all.
 void UsbReactionTest::manyPortsAtOnce()
 {
     constexpr int Ports = 8;
@@ -407,7 +410,7 @@ void UsbReactionTest::unrelatedDevices()
     WindowBench bench;
     bench.devices.addSerialPort(Port0, Converter, ConverterVendorId);
     bench.start();
-    const QList<QAction *> actions = bench.probe().menu()->actions();
+    const QList<QAction *> actions = menuOf(bench)->actions();
     bench.devices.remove(bench.devices.addUsbDevice(UnrelatedVendorId, 1));
     // Of the vendors of the menu, but neither a USB device as a whole nor a serial port.
     const QStringList vendor{QStringLiteral("ID_VENDOR_ID"), QStringLiteral("04d8")};
@@ -416,7 +419,7 @@ void UsbReactionTest::unrelatedDevices()
     bench.devices.addSerialPort(QStringLiteral("ttyS0"), Converter, 0);
     bench.devices.tell(bench.devices.addUsbDevice(UnrelatedVendorId, 2), QStringLiteral("change"));
     catchUp(bench);
-    QCOMPARE(bench.probe().menu()->actions(), actions);
+    QCOMPARE(menuOf(bench)->actions(), actions);
     QCOMPARE(runs(adapter), 1);
 }
 
@@ -538,7 +541,7 @@ void UsbReactionTest::withoutDeviceManagerTheProgramGoesOn()
     }
     QCOMPARE(log.count(line), 1);
     QCOMPARE(log.texts().filter(QStringLiteral("USB devices")).size(), 1);
-    bench.probe().updateConnections();
+    emit monitorOf(bench)->noticed({Kind::Lost}); // what could not be opened before, can be now
     QCOMPARE(entries(bench), QStringList({InfraRedText, u'[' + ModbusText + u']'}));
     bench.press();
     QVERIFY(bench.waitForEnd());
