@@ -6,9 +6,6 @@
 
 #include <QElapsedTimer>
 
-#include <limits>
-#include <span>
-
 /// How a transaction judges its reply, over a serial line.
 class TestTransaction : public TestCase
 {
@@ -35,13 +32,6 @@ private slots:
     void anythingButTheEchoIsRefusedOnRequest_data();
     void anythingButTheEchoIsRefusedOnRequest();
     void everyByteOfTheEchoCounts();
-    void theLongestRecordIsSent();
-    void refusedLengthSendsNothing_data();
-    void refusedLengthSendsNothing();
-    void refusedRequestSendsNothing_data();
-    void refusedRequestSendsNothing();
-    void theLongestRequestIsSent();
-    void aNegativeBroadcastDelayIsNone();
 };
 
 namespace {
@@ -50,22 +40,6 @@ const QByteArray FirstChunk = QByteArray::fromHex("01152706000000000010"
                                                   "000102030405060708090A0B0C0D0E0F"
                                                   "101112131415161718191A1B1C1D1E1F"
                                                   "1F71");
-
-QByteArray withCrc(QByteArray frame)
-{
-    qint32 length = static_cast<qint32>(frame.size());
-    frame.resize(frame.size() + rtu::CrcSize);
-    Modbus::crcAppend(reinterpret_cast<std::uint8_t *>(frame.data()), length);
-    return frame;
-}
-
-/// The request that writes `data` to record 0 of the panel with address 80.
-QByteArray requestWith(const QByteArray &data)
-{
-    rtu::FrameBuffer frame{};
-    const int length = rtu::buildWriteFileRecord(frame, 80, 0, 0, byteView(data));
-    return withCrc(byteArray(std::span(frame).first(static_cast<std::size_t>(length))));
-}
 
 } // namespace
 
@@ -371,79 +345,6 @@ void TestTransaction::everyByteOfTheEchoCounts()
         pty.answer(withCrc(changed));
         QCOMPARE(link.modbus.writeFileRecord(nullptr, 80, 0, 0, 4, byteView(data).data()), int{MB_NO_ECHO});
     }
-}
-
-void TestTransaction::theLongestRecordIsSent()
-{
-    const QByteArray data = countingBytes(0, rtu::MaxRecordDataSize);
-    Pty pty;
-    SerialLink link(pty.path());
-    pty.answer(QByteArray::fromHex("01030000000AC5CD"));
-    QCOMPARE(link.modbus.writeFileRecord(nullptr, 80, 0, 0, static_cast<qint32>(data.size()),
-                                         byteView(data).data()),
-             0);
-    QCOMPARE(pty.take().toHex(), requestWith(data).toHex());
-}
-
-void TestTransaction::refusedLengthSendsNothing_data()
-{
-    QTest::addColumn<int>("length");
-
-    QTest::newRow("negative") << -2;
-    QTest::newRow("one register too many") << 246;
-    QTest::newRow("far too many") << std::numeric_limits<int>::max();
-}
-
-void TestTransaction::refusedLengthSendsNothing()
-{
-    QFETCH(int, length);
-    Pty pty;
-    SerialLink link(pty.path());
-    const std::uint8_t data = 0;
-    QCOMPARE(link.modbus.writeFileRecord(nullptr, 80, 0, 0, length, &data), 1);
-    QVERIFY(!pty.waitForBytes(0));
-    QCOMPARE(link.events.take(), QStringList());
-}
-
-void TestTransaction::refusedRequestSendsNothing_data()
-{
-    QTest::addColumn<int>("length");
-
-    QTest::newRow("negative") << -1;
-    QTest::newRow("without room for the CRC") << 255;
-    QTest::newRow("far too long") << std::numeric_limits<int>::max();
-}
-
-void TestTransaction::refusedRequestSendsNothing()
-{
-    QFETCH(const int, length);
-    Pty pty;
-    SerialLink link(pty.path());
-    link.modbus.setTraceFlag(1);
-    QCOMPARE(link.modbus.transaction(nullptr, length, 1000), int{MB_TX_FAILED});
-    QCOMPARE(link.modbus.xferCom(length == 255 ? 257 : length), -MB_TX_FAILED);
-    QVERIFY(!pty.waitForBytes(0));
-    QCOMPARE(link.events.take(), QStringList());
-}
-
-void TestTransaction::theLongestRequestIsSent()
-{
-    Pty pty;
-    SerialLink link(pty.path());
-    // Nothing was built: the request is zeros, and so to address 0.
-    QCOMPARE(link.modbus.transaction(nullptr, 254, 1000), 0);
-    QCOMPARE(pty.take().toHex(), withCrc(QByteArray(254, '\0')).toHex());
-}
-
-void TestTransaction::aNegativeBroadcastDelayIsNone()
-{
-    Pty pty;
-    SerialLink link(pty.path());
-    link.modbus.setBroadcastDelay(-1);
-    QElapsedTimer timer;
-    timer.start();
-    QCOMPARE(link.writeChunk(0), 0);
-    QVERIFY(timer.elapsed() < 5000);
 }
 
 QTEST_GUILESS_MAIN(TestTransaction)
