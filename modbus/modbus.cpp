@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <span>
 #include <tuple>
 
 namespace {
@@ -76,7 +77,7 @@ std::int32_t Modbus::checkReply(std::int32_t count)
         emit errorString(QStringLiteral("Frame incomplete (sz=%1)\n").arg(count));
         return MB_FRAME_INCOMPLETE;
     }
-    const auto reply = std::span(replyBuffer).first(static_cast<std::size_t>(count));
+    const std::span<const std::uint8_t> reply = received(count);
     if (!rtu::crcMatches(reply)) {
         emit errorString(QStringLiteral("CRC error"));
         return MB_CRC_ERROR;
@@ -105,8 +106,13 @@ std::int32_t Modbus::writeFileRecord(sub_handle sub20Handle, quint8 slaveAddress
 
 bool Modbus::isEcho(std::int32_t requestLength) const
 {
-    return std::equal(requestBuffer.begin(), requestBuffer.begin() + requestLength, replyBuffer.begin(),
-                      replyBuffer.begin() + replySize);
+    const auto request = std::span(requestBuffer).first(static_cast<std::size_t>(requestLength));
+    return std::ranges::equal(request, received(replySize));
+}
+
+std::span<const std::uint8_t> Modbus::received(std::int32_t count) const
+{
+    return std::span(replyBuffer).first(static_cast<std::size_t>(count));
 }
 
 std::int32_t Modbus::readDeviceId(sub_handle sub20Handle, quint8 slaveAddress, quint8 readDeviceIdCode,

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <span>
 
 class QDeadlineTimer;
 class QTimer;
@@ -114,6 +115,8 @@ private:
     std::int32_t checkReply(std::int32_t count);
     bool sendRequest(std::int32_t requestLength);
     bool isEcho(std::int32_t requestLength) const;
+    /// The first `count` bytes of the reply.
+    std::span<const std::uint8_t> received(std::int32_t count) const;
     void noteError(QSerialPort::SerialPortError error);
     void awaitBytes(std::int32_t timeoutMs);
     qint64 readByte(std::int32_t count, const QDeadlineTimer &replyEnd);

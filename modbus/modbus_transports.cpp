@@ -130,8 +130,7 @@ qint64 Modbus::readByte(std::int32_t count, const QDeadlineTimer &replyEnd)
 {
     char *const byte = reinterpret_cast<char *>(replyBuffer.data()) + count;
     const qint64 size = serialPort->read(byte, 1);
-    if (size != 0 || replyGap == 0 ||
-        rtu::isCompleteException({replyBuffer.data(), static_cast<std::size_t>(count)}))
+    if (size != 0 || replyGap == 0 || rtu::isCompleteException(received(count)))
         return size;
     awaitBytes(static_cast<std::int32_t>(std::min<qint64>(replyGap, replyEnd.remainingTime())));
     if (serialPort->bytesAvailable() == 0) // this thread may have slept through the gap: one last look
@@ -141,7 +140,7 @@ qint64 Modbus::readByte(std::int32_t count, const QDeadlineTimer &replyEnd)
 
 std::int32_t Modbus::readReply()
 {
-    const QDeadlineTimer replyEnd(LongestReplyMs + GapsPerReply * replyGap, Qt::PreciseTimer);
+    const QDeadlineTimer replyEnd(LongestReplyMs + GapsPerReply * qint64{replyGap}, Qt::PreciseTimer);
     const qint64 first = serialPort->read(reinterpret_cast<char *>(replyBuffer.data()), 1);
     if (first < 0)
         return static_cast<std::int32_t>(first);
@@ -152,7 +151,7 @@ std::int32_t Modbus::readReply()
     QThread::msleep(FirstBytePauseMs);
     std::int32_t count = 1;
     while (count <= LongestReply) {
-        if (rtu::isCompleteRecordEcho({replyBuffer.data(), static_cast<std::size_t>(count)}))
+        if (rtu::isCompleteRecordEcho(received(count)))
             return count;
         if (readByte(count, replyEnd) <= 0)
             return count;

@@ -15,7 +15,7 @@
 #include <utility>
 
 /// A panel on a pseudo-terminal, served by a thread of the test itself, which keeps the times of all that it
-/// hands over. So a test can tell a program that loses bytes from a machine that stood still.
+/// hands over. So a test can distinguish a program that loses bytes from a machine that stood still.
 class PanelThread
 {
 public:
@@ -47,11 +47,12 @@ public:
         const std::lock_guard lock(mutex);
         return current;
     }
-    /// The exchange number `count`, counted from 1, when it has ended; it is the last one so far.
+    /// The exchange number `count`, counted from 1, when it has ended; it is the last one so far. After half
+    /// a minute it comes as it stands.
     Exchange waitForExchange(int count)
     {
         std::unique_lock lock(mutex);
-        ended.wait(lock, [&] { return exchanges >= count; });
+        ended.wait_for(lock, std::chrono::seconds(30), [&] { return exchanges >= count; });
         return current;
     }
 

@@ -17,6 +17,7 @@
 
 #include <array>
 #include <memory>
+#include <span>
 
 /// A pseudo-terminal without a panel, whose bytes the test writes and reads by itself.
 class Pty
@@ -121,3 +122,19 @@ public:
 
 /// What a request of 44 bytes logs once it is out.
 inline const QString ChunkWritten = QStringLiteral("debug: 44 bytes written...");
+
+inline QByteArray withCrc(QByteArray frame)
+{
+    qint32 length = static_cast<qint32>(frame.size());
+    frame.resize(frame.size() + rtu::CrcSize);
+    Modbus::crcAppend(reinterpret_cast<std::uint8_t *>(frame.data()), length);
+    return frame;
+}
+
+/// The request that writes `data` to record 0 of the panel with address 80.
+inline QByteArray requestWith(const QByteArray &data)
+{
+    rtu::FrameBuffer frame{};
+    const int length = rtu::buildWriteFileRecord(frame, 80, 0, 0, byteView(data));
+    return withCrc(byteArray(std::span(frame).first(static_cast<std::size_t>(length))));
+}

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <future>
-#include <span>
 
 /// How a request goes out and a reply comes in over a serial port: sizes, pauses and time-outs.
 class TestComTransport : public TestCase
@@ -39,16 +38,6 @@ private slots:
 namespace {
 
 const QString RxTimeout = QStringLiteral("debug: modbus_RTU_COM: rx timeout");
-
-/// The echo of SerialLink::writeChunk().
-QByteArray chunkEcho()
-{
-    rtu::FrameBuffer echo{};
-    const QByteArray data = countingBytes(0, 32);
-    qint32 length = rtu::buildWriteFileRecord(echo, 80, 0, 0, byteView(data));
-    Modbus::crcAppend(echo.data(), length);
-    return byteArray(std::span(echo).first(static_cast<std::size_t>(length)));
-}
 
 } // namespace
 
@@ -115,7 +104,7 @@ void TestComTransport::replyDuringTheRequestCounts_data()
 void TestComTransport::replyDuringTheRequestCounts()
 {
     QFETCH(const int, during);
-    const QByteArray reply = chunkEcho();
+    const QByteArray reply = requestWith(countingBytes(0, 32));
     Pty pty;
     SerialLink link(pty.path());
     connect(&link.port, &QSerialPort::errorOccurred, this, [&](QSerialPort::SerialPortError error) {
@@ -143,7 +132,7 @@ void TestComTransport::strayBytesStandBeforeTheNextReply()
     QFETCH(QByteArray, stray);
     Pty pty;
     SerialLink link(pty.path());
-    const QByteArray reply = chunkEcho();
+    const QByteArray reply = requestWith(countingBytes(0, 32));
     pty.answer(reply);
     QCOMPARE(link.writeChunk(), 0);
     link.events.take();
@@ -235,7 +224,7 @@ void TestComTransport::replyIsTakenAsFarAsItCame()
     QFETCH(const QStringList, errors);
     Pty pty;
     SerialLink link(pty.path());
-    pty.answer(chunkEcho().left(size));
+    pty.answer(requestWith(countingBytes(0, 32)).left(size));
     QTEST(link.writeChunk(), "result");
     QCOMPARE(link.events.take(), QStringList{ChunkWritten} + errors);
 }

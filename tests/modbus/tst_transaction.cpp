@@ -6,9 +6,6 @@
 
 #include <QElapsedTimer>
 
-#include <limits>
-#include <span>
-
 /// How a transaction judges its reply, over a serial line.
 class TestTransaction : public TestCase
 {
@@ -35,13 +32,6 @@ private slots:
     void anythingButTheEchoIsRefusedOnRequest_data();
     void anythingButTheEchoIsRefusedOnRequest();
     void everyByteOfTheEchoCounts();
-    void theLongestRecordIsSent();
-    void refusedLengthSendsNothing_data();
-    void refusedLengthSendsNothing();
-    void refusedRequestSendsNothing_data();
-    void refusedRequestSendsNothing();
-    void theLongestRequestIsSent();
-    void aNegativeBroadcastDelayIsNone();
 };
 
 namespace {
@@ -50,22 +40,6 @@ const QByteArray FirstChunk = QByteArray::fromHex("01152706000000000010"
                                                   "000102030405060708090A0B0C0D0E0F"
                                                   "101112131415161718191A1B1C1D1E1F"
                                                   "1F71");
-
-QByteArray withCrc(QByteArray frame)
-{
-    qint32 length = static_cast<qint32>(frame.size());
-    frame.resize(frame.size() + rtu::CrcSize);
-    Modbus::crcAppend(reinterpret_cast<std::uint8_t *>(frame.data()), length);
-    return frame;
-}
-
-/// The request that writes `data` to record 0 of the panel with address 80.
-QByteArray requestWith(const QByteArray &data)
-{
-    rtu::FrameBuffer frame{};
-    const int length = rtu::buildWriteFileRecord(frame, 80, 0, 0, byteView(data));
-    return withCrc(byteArray(std::span(frame).first(static_cast<std::size_t>(length))));
-}
 
 } // namespace
 
@@ -290,29 +264,32 @@ void TestTransaction::readDeviceIdPrintsNothingForABroadcast()
     QCOMPARE(pty.take().toHex().left(10), QByteArray("002b0e0100"));
 }
 
-// A reply may count more objects than it holds. Those are read from zeros, not from the reply before.
+// A reply may count more objects than it holds: here the third is made of its CRC, 55 00, and the others lie
+// behind it, where zeros are read and nothing of the reply before.
 void TestTransaction::aShortIdentityBehindALongerOne()
 {
     Pty pty;
     SerialLink link(pty.path());
-    const QByteArray header = QByteArray::fromHex("502B0E0181000003");
-    pty.answer(withCrc(header + QByteArray("\x00\x09Norvantic\x01\x08ZEPHYRIN\x02\x03"
-                                           "1.0",
-                                           26)));
-    OutputCapture longer;
-    QCOMPARE(link.modbus.readDeviceId(nullptr, 80, 1, 0), 0);
-    QVERIFY(longer.finish().contains("Norvantic"));
-    pty.take();
-
-    pty.answer(withCrc(header + QByteArray("\x01\x04ZETA\x02\x00", 8)));
-    OutputCapture shorter;
-    QCOMPARE(link.modbus.readDeviceId(nullptr, 80, 1, 0), 0);
-    // The third object is made of the CRC and of zeros: its identifier and its length are the CRC's bytes.
-    const QByteArray text = shorter.finish();
-    QVERIFY2(text.startsWith("Address:080(0x50)\n   Product Code  : ZETA\n   Version       : \n"),
-             text.constData());
-    const QByteArray rest = text.mid(text.indexOf("Version       : \n") + 17);
-    QCOMPARE(rest.count('\0') + 1, rest.size());
+    const auto identity = [&](const QByteArray &reply) {
+        pty.take();
+        pty.answer(withCrc(reply));
+        OutputCapture output;
+        return link.modbus.readDeviceId(nullptr, 80, 1, 0) == 0 ? output.finish() : QByteArray();
+    };
+    const QByteArray header = QByteArray::fromHex("502B0E01810000");
+    QVERIFY(identity(header + QByteArray("\x03\x00\x09Norvantic\x01\x08ZEPHYRIN\x02\x03"
+                                         "1.0",
+                                         27))
+                .contains("ZEPHYRIN"));
+    QCOMPARE(identity(header + QByteArray("\x05\x01\x04ZEP$\x02\x03"
+                                          "0.0",
+                                          12)),
+             QByteArray("Address:080(0x50)\n"
+                        "   Product Code  : ZEP$\n"
+                        "   Version       : 0.0\n"
+                        "\n"
+                        "   Vendor        : \n"
+                        "   Vendor        : \n"));
 }
 
 void TestTransaction::anythingButTheEchoIsRefusedOnRequest_data()
@@ -368,79 +345,6 @@ void TestTransaction::everyByteOfTheEchoCounts()
         pty.answer(withCrc(changed));
         QCOMPARE(link.modbus.writeFileRecord(nullptr, 80, 0, 0, 4, byteView(data).data()), int{MB_NO_ECHO});
     }
-}
-
-void TestTransaction::theLongestRecordIsSent()
-{
-    const QByteArray data = countingBytes(0, rtu::MaxRecordDataSize);
-    Pty pty;
-    SerialLink link(pty.path());
-    pty.answer(QByteArray::fromHex("01030000000AC5CD"));
-    QCOMPARE(link.modbus.writeFileRecord(nullptr, 80, 0, 0, static_cast<qint32>(data.size()),
-                                         byteView(data).data()),
-             0);
-    QCOMPARE(pty.take().toHex(), requestWith(data).toHex());
-}
-
-void TestTransaction::refusedLengthSendsNothing_data()
-{
-    QTest::addColumn<int>("length");
-
-    QTest::newRow("negative") << -2;
-    QTest::newRow("one register too many") << 246;
-    QTest::newRow("far too many") << std::numeric_limits<int>::max();
-}
-
-void TestTransaction::refusedLengthSendsNothing()
-{
-    QFETCH(int, length);
-    Pty pty;
-    SerialLink link(pty.path());
-    const std::uint8_t data = 0;
-    QCOMPARE(link.modbus.writeFileRecord(nullptr, 80, 0, 0, length, &data), 1);
-    QVERIFY(!pty.waitForBytes(0));
-    QCOMPARE(link.events.take(), QStringList());
-}
-
-void TestTransaction::refusedRequestSendsNothing_data()
-{
-    QTest::addColumn<int>("length");
-
-    QTest::newRow("negative") << -1;
-    QTest::newRow("without room for the CRC") << 255;
-    QTest::newRow("far too long") << std::numeric_limits<int>::max();
-}
-
-void TestTransaction::refusedRequestSendsNothing()
-{
-    QFETCH(const int, length);
-    Pty pty;
-    SerialLink link(pty.path());
-    link.modbus.setTraceFlag(1);
-    QCOMPARE(link.modbus.transaction(nullptr, length, 1000), int{MB_TX_FAILED});
-    QCOMPARE(link.modbus.xferCom(length == 255 ? 257 : length), -MB_TX_FAILED);
-    QVERIFY(!pty.waitForBytes(0));
-    QCOMPARE(link.events.take(), QStringList());
-}
-
-void TestTransaction::theLongestRequestIsSent()
-{
-    Pty pty;
-    SerialLink link(pty.path());
-    // Nothing was built: the request is zeros, and so to address 0.
-    QCOMPARE(link.modbus.transaction(nullptr, 254, 1000), 0);
-    QCOMPARE(pty.take().toHex(), withCrc(QByteArray(254, '\0')).toHex());
-}
-
-void TestTransaction::aNegativeBroadcastDelayIsNone()
-{
-    Pty pty;
-    SerialLink link(pty.path());
-    link.modbus.setBroadcastDelay(-1);
-    QElapsedTimer timer;
-    timer.start();
-    QCOMPARE(link.writeChunk(0), 0);
-    QVERIFY(timer.elapsed() < 5000);
 }
 
 QTEST_GUILESS_MAIN(TestTransaction)
