@@ -330,7 +330,7 @@ void SessionWalkTest::anyOrderOfPresses_data()
 void SessionWalkTest::anyOrderOfPresses()
 {
     QFETCH(const quint32, seed);
-    constexpr int Walks = 300;
+    constexpr int Walks = 1000;
     constexpr int Steps = 40;
     QRandomGenerator seeds(seed);
     int begun = 0;
