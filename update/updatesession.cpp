@@ -22,9 +22,7 @@ int resultOf(const QFuture<int> &future)
 
 UpdateSession::UpdateSession(QFuture<int> &windowsFuture, QFutureWatcher<int> &windowsWatcher,
                              std::atomic<bool> &windowsStopFlag)
-    : future(windowsFuture),
-      watcher(windowsWatcher),
-      stopRequested(windowsStopFlag)
+    : future(windowsFuture), watcher(windowsWatcher), stopRequested(windowsStopFlag)
 {
 }
 
@@ -46,9 +44,8 @@ void UpdateSession::begin(Loader loader)
     errorWasReported = false;
     endIsDue = true;
     current = State::Running;
-    future = QtConcurrent::run([this, run = std::move(loader)] {
-        return current == State::Closed ? LoaderFailed : run();
-    });
+    future = QtConcurrent::run(
+        [this, run = std::move(loader)] { return current == State::Closed ? LoaderFailed : run(); });
     watcher.setFuture(future);
 }
 
@@ -57,7 +54,7 @@ void UpdateSession::stop()
     stopRequested = true;
     waiting = nullptr;
     if (current == State::Running || current == State::Restarting)
-        current = State::Stopping;
+        current = endIsDue ? State::Stopping : State::Idle;
 }
 
 void UpdateSession::forgetStop()
@@ -68,8 +65,10 @@ void UpdateSession::forgetStop()
 
 std::optional<SessionEnd> UpdateSession::finish()
 {
-    if (!std::exchange(endIsDue, false))
+    // Of a loader that threw, the notices come before its future is finished.
+    if (!endIsDue || !(future.isFinished() || future.isCanceled()))
         return std::nullopt;
+    endIsDue = false;
     if (current != State::Restarting && current != State::Closed)
         current = State::Idle;
     return SessionEnd{resultOf(future), stopRequested, errorWasReported, current == State::Restarting};

@@ -1,333 +1,571 @@
 // SPDX-License-Identifier: MIT
-#include "connections/connection.h"
-#include "tests/support/adapterchecks.h"
-#include "tests/support/messagelog.h"
-#include "tests/support/modalwatch.h"
 #include "tests/support/testcase.h"
+#include "update/firmwareloader.h"
+#include "update/updatesession.h"
 
-#include <QGuiApplication>
-#include <QProgressBar>
-#include <QPushButton>
+#include <QDeadlineTimer>
+#include <QList>
+#include <QSemaphore>
 #include <QThread>
+#include <QThreadPool>
 
+#include <atomic>
+#include <functional>
+#include <memory>
 #include <stdexcept>
 
 namespace {
 
-constexpr int ChunkSize = 32;
-const QString StartText = QStringLiteral("Start Update");
-const QString StopText = QStringLiteral("Stop");
-const QStringList OneRun{QStringLiteral("open"), QStringLiteral("close")};
+using State = UpdateSession::State;
 
-QByteArray chunks(int count)
+constexpr int Done = 7; // no loader's number: what arrives is what was returned
+
+/// A session, with what a window lends it.
+class Bench
 {
-    return QByteArray(count * ChunkSize, 'x');
+public:
+    Bench()
+    {
+        QObject::connect(&watcher, &QFutureWatcher<int>::finished, &watcher, [this] { takeEnd(); });
+        QObject::connect(&watcher, &QFutureWatcher<int>::canceled, &watcher, [this] { takeEnd(); });
+    }
+    ~Bench()
+    {
+        session.close();
+        session.waitForLoader();
+    }
+    Bench(const Bench &) = delete;
+    Bench &operator=(const Bench &) = delete;
+
+    QFuture<int> future;
+    QFutureWatcher<int> watcher;
+    std::atomic<bool> stopRequested = false;
+    UpdateSession session{future, watcher, stopRequested};
+    QList<SessionEnd> ends;
+
+private:
+    void takeEnd()
+    {
+        if (const std::optional<SessionEnd> end = session.finish()) {
+            ends += *end;
+            session.restart();
+        }
+    }
+};
+
+/// A loader that stands at one block until it is let go; then it looks at the stop flag.
+class HeldLoader
+{
+public:
+    explicit HeldLoader(Bench &lent, int result = Done) : bench(lent), value(result) {}
+    ~HeldLoader() { letGo(); }
+    HeldLoader(const HeldLoader &) = delete;
+    HeldLoader &operator=(const HeldLoader &) = delete;
+
+    UpdateSession::Loader loader()
+    {
+        return [&stop = bench.stopRequested, result = value, shared = held] {
+            ++shared->begun;
+            shared->block.acquire();
+            return stop ? int{LoaderFailed} : result;
+        };
+    }
+    void letGo() { held->block.release(); }
+    bool hasBegun() const { return held->begun > 0; }
+    int runs() const { return held->begun; }
+
+private:
+    /// The loader may still be at it when the test has no more use for it.
+    struct Held
+    {
+        QSemaphore block;
+        std::atomic<int> begun = 0;
+    };
+
+    Bench &bench;
+    const int value;
+    const std::shared_ptr<Held> held = std::make_shared<Held>();
+};
+
+/// While it lives, the pool has no thread for a loader: one that is started has to wait.
+class BusyPool
+{
+public:
+    BusyPool() : threads(pool().maxThreadCount())
+    {
+        pool().setMaxThreadCount(1);
+        pool().start([this] { block.acquire(); });
+    }
+    ~BusyPool()
+    {
+        block.release();
+        pool().waitForDone();
+        pool().setMaxThreadCount(threads);
+    }
+    BusyPool(const BusyPool &) = delete;
+    BusyPool &operator=(const BusyPool &) = delete;
+
+private:
+    static QThreadPool &pool() { return *QThreadPool::globalInstance(); }
+
+    const int threads;
+    QSemaphore block;
+};
+
+/// Waits for it, and looks more often than QTRY_VERIFY: for many rounds.
+bool comesTrue(const std::function<bool()> &condition)
+{
+    const QDeadlineTimer deadline(60000);
+    while (!condition() && !deadline.hasExpired()) {
+        QCoreApplication::processEvents();
+        QThread::yieldCurrentThread();
+    }
+    return condition();
+}
+
+/// Waits for the end of the run's loader, without events: its end is still to be taken.
+void waitWithoutEvents(const QFuture<int> &future)
+{
+    const QDeadlineTimer deadline(60000);
+    while (!future.isFinished() && !deadline.hasExpired())
+        QThread::yieldCurrentThread();
+    QVERIFY(future.isFinished());
 }
 
 } // namespace
 
+/// Which run is on the line and which comes next, with lambdas for loaders: each state and each way out of
+/// it.
 class UpdateSessionTest : public TestCase
 {
     Q_OBJECT
 
 private slots:
-    void startShowsARunningSession();
-    void aCompleteUpdateLeavesTheBarFull_data();
-    void aCompleteUpdateLeavesTheBarFull();
-    void progressShowsTheElapsedTime();
-    void theRangeComesFromTheLoader();
-    void stopResetsTheBarAtOnce();
-    void stopEndsTheLoaderAtItsNextBlock();
-    void theWaitCursorEndsWithTheSession();
-    void aFailureNamesNoCancelling();
-    void withoutConnectionNothingStarts();
-    void anEndWithoutSessionChangesNothing();
-    void theLoaderWorksWithWhatStoodAtTheStart();
+    void aRunGoesFromIdleToIdle();
+    void oneRunAfterTheOther();
+    void aStopEndsTheRunAtItsNextBlock();
+    void aStopWithoutRunChangesNoState();
+    void aStartAfterAStopWaitsForTheEnd();
+    void aStopTakesTheWaitingStartBack();
+    void theLastStartCounts();
+    void aStartWhileOneRunsWaitsForItsEnd();
+    void aStopBelongsToItsRun();
+    void aStopBetweenAnEndAndTheNextRun();
 
-    void aLoaderThatThrowsEndsItsSessionOnce_data();
-    void aLoaderThatThrowsEndsItsSessionOnce();
-    void closingOnALoaderThatThrows();
-    void closingAfterALoaderThatThrew();
+    void aLoaderThatThrows_data();
+    void aLoaderThatThrows();
+    void theNextRunAfterALoaderThatThrew();
+    void anEndIsTakenOnce();
+    void noEndIsTakenWhileTheLoaderRuns();
+    void aReportedErrorCountsForItsRun();
+    void aStopIsForgottenWithoutRunOnly();
 
-private:
-    static QProgressBar &bar(const WindowBench &bench) { return *bench.widget<QProgressBar>("progressBar"); }
-    /// Starts an update and waits until its loader sends.
-    static void startAndWait(const WindowBench &bench, const SimulatedAdapter &adapter);
+    void closingWithoutRun();
+    void closingBeforeTheLoaderBegins();
+    void closingWhileTheLoaderRuns();
+    void closingAfterAStop();
+    void closingWhileAnotherWaits();
+    void closingOnALoaderThatThrew();
+    void afterClosingNothingStarts();
 };
 
-void UpdateSessionTest::startAndWait(const WindowBench &bench, const SimulatedAdapter &adapter)
+void UpdateSessionTest::aRunGoesFromIdleToIdle()
 {
-    const qsizetype before = adapter.calls(QStringLiteral("sub_rs_timing")).size();
-    bench.press();
-    QTRY_VERIFY(adapter.calls(QStringLiteral("sub_rs_timing")).size() > before);
+    Bench bench;
+    HeldLoader held(bench);
+    QCOMPARE(bench.session.state(), State::Idle);
+    bench.session.start(held.loader());
+    QCOMPARE(bench.session.state(), State::Running);
+    QTRY_VERIFY(held.hasBegun());
+    QVERIFY(!bench.stopRequested);
+    held.letGo();
+    QTRY_COMPARE(bench.session.state(), State::Idle);
+    QCOMPARE(bench.ends.size(), 1);
+    const SessionEnd &end = bench.ends.constFirst();
+    QCOMPARE(end.result, Done);
+    QVERIFY(!end.wasStopped);
+    QVERIFY(!end.errorWasReported);
+    QVERIFY(!end.restarts);
+    QCOMPARE(held.runs(), 1);
 }
 
-void UpdateSessionTest::startShowsARunningSession()
+void UpdateSessionTest::oneRunAfterTheOther()
 {
-    SimulatedAdapter adapter;
-    adapter.set("RS_TIME", "50");
-    WindowBench bench;
-    bench.start(ModbusText, chunks(100));
-    bar(bench).setValue(50);
-    bench.press();
-    QCOMPARE(bench.buttonText(), StopText);
-    QVERIFY(!bench.widget<QPushButton>("loadImg")->isEnabled());
-    QVERIFY(bench.widget<QPushButton>("updBtn")->isEnabled());
-    QVERIFY(!bench.probe().stopRequested());
-    QCOMPARE(bar(bench).value(), 0);
-    QVERIFY(bench.probe().future().isStarted());
-}
-
-void UpdateSessionTest::aCompleteUpdateLeavesTheBarFull_data()
-{
-    QTest::addColumn<QString>("connection");
-    QTest::newRow("infrared") << InfraRedText;
-    QTest::newRow("Modbus") << ModbusText;
-}
-
-void UpdateSessionTest::aCompleteUpdateLeavesTheBarFull()
-{
-    QFETCH(const QString, connection);
-    SimulatedAdapter adapter;
-    WindowBench bench;
-    bench.start(connection, chunks(30));
-    const MessageLog log;
-    bench.press();
-    QVERIFY(bench.waitForEnd());
-    QCOMPARE(bench.probe().future().result(), 0);
-    QCOMPARE(bench.buttonText(), StartText);
-    QVERIFY(bench.widget<QPushButton>("loadImg")->isEnabled());
-    QCOMPARE(bar(bench).value(), bar(bench).maximum());
-    QVERIFY(bar(bench).maximum() > 0);
-    QCOMPARE(bar(bench).format(), QString());
-    QCOMPARE(log.count(CanceledText), 0);
-    QCOMPARE(opensAndCloses(adapter.log()), OneRun);
-    QVERIFY(bench.probe().sub20Handle() != nullptr);
-}
-
-void UpdateSessionTest::progressShowsTheElapsedTime()
-{
-    SimulatedAdapter adapter;
-    adapter.set("RS_TIME", "20");
-    WindowBench bench;
-    bench.start(ModbusText, chunks(100));
-    bench.press();
-    QTRY_VERIFY(bar(bench).value() > 0);
-    QCOMPARE(bar(bench).value() % 3, 0);
-    QCOMPARE(bar(bench).maximum(), 100);
-    const QString format = bar(bench).format();
-    QVERIFY2(QRegularExpression(QStringLiteral("^Elapsed time: 00:\\d\\d$")).match(format).hasMatch(),
-             qPrintable(format));
-    QTRY_COMPARE(bar(bench).format(), QStringLiteral("Elapsed time: 00:01"));
-}
-
-void UpdateSessionTest::theRangeComesFromTheLoader()
-{
-    WindowBench bench;
-    bench.start();
-    emit bench.probe().emitter()->load_start(0, 1234);
-    QCOMPARE(bar(bench).minimum(), 0);
-    QCOMPARE(bar(bench).maximum(), 1234);
-    emit bench.probe().emitter()->load_progress(617);
-    QCOMPARE(bar(bench).value(), 617);
-    QVERIFY(bar(bench).format().startsWith(QStringLiteral("Elapsed time: ")));
-}
-
-void UpdateSessionTest::stopResetsTheBarAtOnce()
-{
-    SimulatedAdapter adapter;
-    adapter.set("RS_TIME", "100");
-    WindowBench bench;
-    bench.start(ModbusText, chunks(200));
-    bench.press();
-    QTRY_VERIFY(bar(bench).value() > 0);
-    bench.press();
-    QCOMPARE(bar(bench).value(), 0);
-    QCOMPARE(bench.buttonText(), StartText);
-    QVERIFY(bench.widget<QPushButton>("loadImg")->isEnabled());
-    QVERIFY(bench.probe().stopRequested());
-    // The loader is still in its block.
-    QVERIFY(bench.probe().sessionOpen());
-    QCOMPARE(opensAndCloses(adapter.log()), QStringList({QStringLiteral("open")}));
-
-    QVERIFY(bench.waitForEnd());
-    QCOMPARE(opensAndCloses(adapter.log()), OneRun);
-    QCOMPARE(bar(bench).value(), 0);
-    QCOMPARE(bar(bench).format(), QString());
-}
-
-void UpdateSessionTest::stopEndsTheLoaderAtItsNextBlock()
-{
-    SimulatedAdapter adapter;
-    adapter.set("RS_TIME", "50");
-    WindowBench bench;
-    bench.start(ModbusText, chunks(200));
-    startAndWait(bench, adapter);
-    const MessageLog log;
-    const MessageBoxes boxes;
-    const qsizetype sent = adapter.calls(QStringLiteral("sub_rs_xfer")).size();
-    bench.press();
-    QVERIFY(bench.waitForEnd());
-    QCOMPARE(bench.probe().future().result(), -1);
-    QCOMPARE(log.count(CanceledText), 1);
-    QVERIFY(boxes.contents().isEmpty());
-    QVERIFY(adapter.calls(QStringLiteral("sub_rs_xfer")).size() <= sent + 2);
-}
-
-void UpdateSessionTest::theWaitCursorEndsWithTheSession()
-{
-    SimulatedAdapter adapter;
-    adapter.set("IR_TIME", "20");
-    WindowBench bench;
-    bench.start(InfraRedText, chunks(100));
-    QVERIFY(!QGuiApplication::overrideCursor());
-    bench.press();
-    QTRY_VERIFY(QGuiApplication::overrideCursor());
-    QCOMPARE(QGuiApplication::overrideCursor()->shape(), Qt::WaitCursor);
-    bench.press();
-    QVERIFY(bench.probe().sessionOpen());
-    QVERIFY(QGuiApplication::overrideCursor());
-    QVERIFY(bench.waitForEnd());
-    QVERIFY(!QGuiApplication::overrideCursor());
-}
-
-void UpdateSessionTest::aFailureNamesNoCancelling()
-{
-    SimulatedAdapter adapter;
-    adapter.set("RS", "exception=2,from-record=5");
-    WindowBench bench;
-    bench.start(ModbusText, chunks(30));
-    const MessageLog log;
-    const MessageBoxes boxes;
-    bench.press();
-    QVERIFY(bench.waitForEnd());
-    QTRY_COMPARE(boxes.informativeTexts(),
-                 QStringList({QStringLiteral("Modbus Exception: Illegal Data Address")}));
-    QCOMPARE(bench.probe().future().result(), 40);
-    QCOMPARE(log.count(CanceledText), 0);
-    QCOMPARE(bar(bench).value(), 0);
-    QCOMPARE(bench.buttonText(), StartText);
-}
-
-void UpdateSessionTest::withoutConnectionNothingStarts()
-{
-    SimulatedAdapter adapter(0);
-    WindowBench bench;
-    bench.start(QString(), chunks(3));
-    for (const int type : {0, 4, -1}) {
-        bench.probe().connectionType() = type;
-        const MessageLog log;
-        bench.press();
-        QCOMPARE(bench.buttonText(), StopText);
-        QVERIFY(!bench.widget<QPushButton>("loadImg")->isEnabled());
-        QVERIFY(!bench.probe().sessionOpen());
-        QCoreApplication::processEvents();
-        QCOMPARE(bench.buttonText(), StopText);
-        bench.press();
-        QCOMPARE(bench.buttonText(), StartText);
-        QVERIFY(bench.widget<QPushButton>("loadImg")->isEnabled());
-        QCOMPARE(log.texts(), QStringList());
+    Bench bench;
+    for (int run = 1; run <= 200; ++run) {
+        bench.session.start([run] { return run; });
+        QVERIFY(comesTrue([&] { return bench.session.state() == State::Idle; }));
+        QCOMPARE(bench.ends.size(), run);
+        QCOMPARE(bench.ends.constLast().result, run);
     }
 }
 
-void UpdateSessionTest::anEndWithoutSessionChangesNothing()
+void UpdateSessionTest::aStopEndsTheRunAtItsNextBlock()
 {
-    WindowBench bench;
-    bench.start();
-    const MessageLog log;
-    bench.window().handleFinished();
-    QCOMPARE(bench.buttonText(), StartText);
-    QCOMPARE(log.texts(), QStringList());
+    Bench bench;
+    HeldLoader held(bench);
+    bench.session.start(held.loader());
+    QTRY_VERIFY(held.hasBegun());
+    bench.session.stop();
+    QCOMPARE(bench.session.state(), State::Stopping);
+    QVERIFY(bench.stopRequested);
+    bench.session.stop(); // a second press changes nothing
+    QCOMPARE(bench.session.state(), State::Stopping);
+    QVERIFY(bench.ends.isEmpty());
+    held.letGo();
+    QTRY_COMPARE(bench.session.state(), State::Idle);
+    QCOMPARE(bench.ends.size(), 1);
+    QCOMPARE(bench.ends.constFirst().result, int{LoaderFailed});
+    QVERIFY(bench.ends.constFirst().wasStopped);
 }
 
-void UpdateSessionTest::theLoaderWorksWithWhatStoodAtTheStart()
+void UpdateSessionTest::aStopWithoutRunChangesNoState()
 {
-    SimulatedAdapter adapter;
-    adapter.set("RS_TIME", "20");
-    WindowBench bench;
-    bench.start(ModbusText, chunks(30));
-    startAndWait(bench, adapter);
-    bench.window().setAddress(QStringLiteral("0x17"));
-    bench.probe().imageFileName() = QStringLiteral("/nowhere");
-    bench.probe().connectionType() = ConnectionNone;
-    QVERIFY(bench.waitForEnd());
-    QCOMPARE(bench.probe().future().result(), 0);
-    QCOMPARE(adapter.modbusImage(), chunks(30));
+    Bench bench;
+    bench.session.stop();
+    QCOMPARE(bench.session.state(), State::Idle);
+    bench.session.start([] { return Done; });
+    QVERIFY(!bench.stopRequested);
+    QTRY_COMPARE(bench.ends.size(), 1);
+    QCOMPARE(bench.ends.constFirst().result, Done);
+    QVERIFY(!bench.ends.constFirst().wasStopped);
 }
 
-void UpdateSessionTest::aLoaderThatThrowsEndsItsSessionOnce_data()
+void UpdateSessionTest::aStartAfterAStopWaitsForTheEnd()
 {
-    QTest::addColumn<QString>("connection");
-    QTest::addColumn<bool>("isStandardException");
-    QTest::newRow("infrared, an exception") << InfraRedText << true;
-    QTest::newRow("infrared, a number") << InfraRedText << false;
-    QTest::newRow("Modbus, an exception") << ModbusText << true;
-    QTest::newRow("Modbus, a number") << ModbusText << false;
+    Bench bench;
+    HeldLoader first(bench, 1);
+    HeldLoader second(bench, 2);
+    bench.session.start(first.loader());
+    QTRY_VERIFY(first.hasBegun());
+    bench.session.stop();
+    bench.session.start(second.loader());
+    QCOMPARE(bench.session.state(), State::Restarting);
+    QVERIFY(bench.stopRequested); // the first one has not seen it yet
+    QVERIFY(!second.hasBegun());
+    first.letGo();
+    QTRY_COMPARE(bench.ends.size(), 1);
+    QCOMPARE(bench.ends.constFirst().result, int{LoaderFailed});
+    QVERIFY(bench.ends.constFirst().wasStopped);
+    QVERIFY(bench.ends.constFirst().restarts);
+    QCOMPARE(bench.session.state(), State::Running);
+    QTRY_VERIFY(second.hasBegun());
+    second.letGo();
+    QTRY_COMPARE(bench.ends.size(), 2);
+    QCOMPARE(bench.ends.constLast().result, 2);
+    QVERIFY(!bench.ends.constLast().wasStopped);
+    QVERIFY(!bench.ends.constLast().restarts);
+    QCOMPARE(first.runs(), 1);
 }
 
-void UpdateSessionTest::aLoaderThatThrowsEndsItsSessionOnce()
+void UpdateSessionTest::aStopTakesTheWaitingStartBack()
 {
-    QFETCH(const QString, connection);
-    QFETCH(const bool, isStandardException);
-    SimulatedAdapter adapter;
-    WindowBench bench;
-    bench.start(connection, chunks(30));
-    const auto thrower = connect(
-        bench.probe().emitter(), &Emitter::load_start, bench.probe().emitter(),
-        [isStandardException] {
-            if (isStandardException)
-                throw std::runtime_error("out of order");
+    Bench bench;
+    HeldLoader first(bench, 1);
+    HeldLoader second(bench, 2);
+    bench.session.start(first.loader());
+    QTRY_VERIFY(first.hasBegun());
+    bench.session.stop();
+    bench.session.start(second.loader());
+    bench.session.stop();
+    QCOMPARE(bench.session.state(), State::Stopping);
+    first.letGo();
+    QTRY_COMPARE(bench.session.state(), State::Idle);
+    QVERIFY(QThreadPool::globalInstance()->waitForDone());
+    QCOMPARE(bench.ends.size(), 1);
+    QVERIFY(!bench.ends.constFirst().restarts);
+    QVERIFY(!second.hasBegun());
+}
+
+void UpdateSessionTest::theLastStartCounts()
+{
+    Bench bench;
+    HeldLoader first(bench, 1);
+    HeldLoader second(bench, 2);
+    bench.session.start(first.loader());
+    QTRY_VERIFY(first.hasBegun());
+    bench.session.stop();
+    bench.session.start(second.loader());
+    bench.session.stop();
+    bench.session.start([] { return 3; });
+    QCOMPARE(bench.session.state(), State::Restarting);
+    first.letGo();
+    QTRY_COMPARE(bench.ends.size(), 2);
+    QCOMPARE(bench.ends.constLast().result, 3);
+    QVERIFY(!second.hasBegun());
+}
+
+void UpdateSessionTest::aStartWhileOneRunsWaitsForItsEnd()
+{
+    Bench bench;
+    HeldLoader first(bench, 1);
+    bench.session.start(first.loader());
+    QTRY_VERIFY(first.hasBegun());
+    bench.session.start([] { return 2; });
+    QVERIFY(!bench.stopRequested); // nobody has stopped the first one
+    first.letGo();
+    QTRY_COMPARE(bench.ends.size(), 2);
+    QCOMPARE(bench.ends.constFirst().result, 1);
+    QVERIFY(!bench.ends.constFirst().wasStopped);
+    QCOMPARE(bench.ends.constLast().result, 2);
+}
+
+void UpdateSessionTest::aStopBelongsToItsRun()
+{
+    Bench bench;
+    HeldLoader first(bench, 1);
+    HeldLoader second(bench, 2);
+    bench.session.start(first.loader());
+    QTRY_VERIFY(first.hasBegun());
+    bench.session.stop();
+    bench.session.start(second.loader());
+    first.letGo();
+    QTRY_VERIFY(second.hasBegun());
+    QVERIFY(!bench.stopRequested);
+    bench.session.stop();
+    second.letGo();
+    QTRY_COMPARE(bench.ends.size(), 2);
+    QVERIFY(bench.ends.constLast().wasStopped);
+    QCOMPARE(bench.ends.constLast().result, int{LoaderFailed});
+}
+
+void UpdateSessionTest::aStopBetweenAnEndAndTheNextRun()
+{
+    Bench bench;
+    HeldLoader first(bench, 1);
+    HeldLoader second(bench, 2);
+    bench.session.start(first.loader());
+    bench.session.stop();
+    bench.session.start(second.loader());
+    first.letGo();
+    waitWithoutEvents(bench.future);
+    QVERIFY(bench.session.finish());
+    bench.session.stop();
+    QCOMPARE(bench.session.state(), State::Idle); // there is no run whose end could be waited for
+    bench.session.restart();
+    QCOMPARE(bench.session.state(), State::Idle);
+    bench.session.start([] { return 3; });
+    QTRY_COMPARE(bench.ends.size(), 1);
+    QCOMPARE(bench.ends.constFirst().result, 3);
+    QVERIFY(!second.hasBegun());
+}
+
+void UpdateSessionTest::aLoaderThatThrows_data()
+{
+    QTest::addColumn<bool>("standard");
+    QTest::newRow("an exception of the standard library") << true;
+    QTest::newRow("something else") << false;
+}
+
+void UpdateSessionTest::aLoaderThatThrows()
+{
+    QFETCH(const bool, standard);
+    Bench bench;
+    int notices = 0;
+    connect(&bench.watcher, &QFutureWatcher<int>::canceled, this, [&notices] { ++notices; });
+    connect(&bench.watcher, &QFutureWatcher<int>::finished, this, [&notices] { ++notices; });
+    bench.session.start([standard]() -> int {
+        if (standard)
+            throw std::runtime_error("thrown");
+        throw 42;
+    });
+    QTRY_COMPARE(notices, 2);
+    QCOMPARE(bench.ends.size(), 1);
+    QCOMPARE(bench.ends.constFirst().result, int{LoaderFailed});
+    QVERIFY(!bench.ends.constFirst().wasStopped);
+    QCOMPARE(bench.session.state(), State::Idle);
+}
+
+/// Two notices of the first end, and the second one comes when the next run may be on the line already.
+void UpdateSessionTest::theNextRunAfterALoaderThatThrew()
+{
+    for (int round = 0; round < 200; ++round) {
+        Bench bench;
+        QSemaphore block;
+        HeldLoader second(bench, 2);
+        bench.session.start([&block]() -> int {
+            block.acquire();
             throw 42;
-        },
-        Qt::DirectConnection);
-    const MessageLog log;
-    bench.press();
-    QTRY_VERIFY(!bench.probe().sessionOpen());
-    QTRY_COMPARE(log.count(CanceledText), 1);
-    QCOMPARE(bench.buttonText(), StartText);
-    QVERIFY(bench.widget<QPushButton>("loadImg")->isEnabled());
-    QVERIFY(!QGuiApplication::overrideCursor());
-
-    disconnect(thrower);
-    bench.press();
-    QVERIFY(bench.waitForEnd());
-    QCOMPARE(bench.probe().future().result(), 0);
-    QCOMPARE(log.count(CanceledText), 1);
-    QCOMPARE(opensAndCloses(adapter.log()), OneRun + OneRun);
+        });
+        bench.session.stop();
+        bench.session.start(second.loader());
+        block.release();
+        QVERIFY(comesTrue([&] { return second.hasBegun(); }));
+        QCoreApplication::processEvents();
+        QCOMPARE(bench.ends.size(), 1);
+        QCOMPARE(bench.session.state(), State::Running);
+        second.letGo();
+        QVERIFY(comesTrue([&] { return bench.ends.size() == 2; }));
+        QCOMPARE(bench.ends.constLast().result, 2);
+    }
 }
 
-void UpdateSessionTest::closingOnALoaderThatThrows()
+void UpdateSessionTest::anEndIsTakenOnce()
 {
-    SimulatedAdapter adapter;
-    WindowBench bench;
-    bench.start(ModbusText, chunks(30));
-    connect(
-        bench.probe().emitter(), &Emitter::load_start, bench.probe().emitter(), [] { throw 42; },
-        Qt::DirectConnection);
-    const MessageLog log;
-    bench.press();
-    const QFuture<int> future = bench.probe().future();
-    while (!future.isFinished()) // without events: nothing ends the session before the window goes
-        QThread::yieldCurrentThread();
-    bench.close();
-    QCOMPARE(log.count(CanceledText), 1);
-    QCOMPARE(opensAndCloses(adapter.log()), OneRun);
+    Bench bench;
+    QVERIFY(!bench.session.finish()); // there was no run yet
+    bench.session.start([] { return Done; });
+    waitWithoutEvents(bench.future);
+    QCOMPARE(bench.session.finish()->result, Done);
+    QVERIFY(!bench.session.finish());
+    QCoreApplication::processEvents(); // finished() arrives
+    QVERIFY(bench.ends.isEmpty());
 }
 
-void UpdateSessionTest::closingAfterALoaderThatThrew()
+void UpdateSessionTest::noEndIsTakenWhileTheLoaderRuns()
 {
-    SimulatedAdapter adapter;
-    WindowBench bench;
-    bench.start(ModbusText, chunks(30));
-    connect(
-        bench.probe().emitter(), &Emitter::load_start, bench.probe().emitter(), [] { throw 42; },
-        Qt::DirectConnection);
-    const MessageLog log;
-    bench.press();
-    QVERIFY(bench.waitForEnd());
-    bench.close();
-    QCOMPARE(log.count(CanceledText), 1);
+    Bench bench;
+    HeldLoader held(bench);
+    bench.session.start(held.loader());
+    QTRY_VERIFY(held.hasBegun());
+    QVERIFY(!bench.session.finish());
+    QCOMPARE(bench.session.state(), State::Running);
+    held.letGo();
+    QTRY_COMPARE(bench.ends.size(), 1);
 }
 
-QTEST_MAIN(UpdateSessionTest)
+void UpdateSessionTest::aReportedErrorCountsForItsRun()
+{
+    Bench bench;
+    HeldLoader first(bench, 1);
+    HeldLoader second(bench, 2);
+    bench.session.noteError(); // of no run
+    bench.session.start(first.loader());
+    bench.session.stop();
+    bench.session.start(second.loader());
+    bench.session.noteError();
+    first.letGo();
+    QTRY_COMPARE(bench.ends.size(), 1);
+    QVERIFY(bench.ends.constFirst().errorWasReported);
+    second.letGo();
+    QTRY_COMPARE(bench.ends.size(), 2);
+    QVERIFY(!bench.ends.constLast().errorWasReported);
+    bench.session.start([] { return Done; });
+    QTRY_COMPARE(bench.ends.size(), 3);
+    QVERIFY(!bench.ends.constLast().errorWasReported);
+}
+
+void UpdateSessionTest::aStopIsForgottenWithoutRunOnly()
+{
+    Bench bench;
+    bench.session.stop();
+    QVERIFY(bench.stopRequested);
+    bench.session.forgetStop();
+    QVERIFY(!bench.stopRequested);
+
+    HeldLoader held(bench);
+    bench.session.start(held.loader());
+    bench.session.stop();
+    bench.session.forgetStop();
+    QVERIFY(bench.stopRequested);
+    bench.session.start([] { return Done; });
+    bench.session.forgetStop();
+    QVERIFY(bench.stopRequested);
+    bench.session.close();
+    bench.session.forgetStop();
+    QVERIFY(bench.stopRequested);
+}
+
+void UpdateSessionTest::closingWithoutRun()
+{
+    Bench bench;
+    bench.session.close();
+    QCOMPARE(bench.session.state(), State::Closed);
+    bench.session.waitForLoader();
+    QVERIFY(!bench.session.finish());
+}
+
+void UpdateSessionTest::closingBeforeTheLoaderBegins()
+{
+    Bench bench;
+    HeldLoader held(bench);
+    {
+        const BusyPool busy;
+        bench.session.start(held.loader());
+        bench.session.close();
+    }
+    bench.session.waitForLoader();
+    QVERIFY(!held.hasBegun());
+    const std::optional<SessionEnd> end = bench.session.finish();
+    QVERIFY(end);
+    QCOMPARE(end->result, int{LoaderFailed});
+    QVERIFY(end->wasStopped);
+    QVERIFY(!end->restarts);
+    QCOMPARE(bench.session.state(), State::Closed);
+}
+
+void UpdateSessionTest::closingWhileTheLoaderRuns()
+{
+    Bench bench;
+    HeldLoader held(bench);
+    bench.session.start(held.loader());
+    QTRY_VERIFY(held.hasBegun());
+    bench.session.close();
+    QVERIFY(bench.stopRequested);
+    QVERIFY(!bench.future.isFinished()); // it does not wait
+    held.letGo();
+    bench.session.waitForLoader();
+    QVERIFY(bench.future.isFinished());
+    QCOMPARE(bench.session.finish()->result, int{LoaderFailed});
+    QCoreApplication::processEvents();
+    QVERIFY(bench.ends.isEmpty());
+    QCOMPARE(bench.session.state(), State::Closed);
+}
+
+void UpdateSessionTest::closingAfterAStop()
+{
+    Bench bench;
+    HeldLoader held(bench);
+    bench.session.start(held.loader());
+    QTRY_VERIFY(held.hasBegun());
+    bench.session.stop();
+    bench.session.close();
+    QCOMPARE(bench.session.state(), State::Closed);
+    held.letGo();
+    QTRY_COMPARE(bench.ends.size(), 1); // events may go on after the window's end
+    QCOMPARE(bench.session.state(), State::Closed);
+}
+
+void UpdateSessionTest::closingWhileAnotherWaits()
+{
+    Bench bench;
+    HeldLoader first(bench, 1);
+    HeldLoader second(bench, 2);
+    bench.session.start(first.loader());
+    QTRY_VERIFY(first.hasBegun());
+    bench.session.stop();
+    bench.session.start(second.loader());
+    bench.session.close();
+    first.letGo();
+    QTRY_COMPARE(bench.ends.size(), 1);
+    QVERIFY(!bench.ends.constFirst().restarts);
+    QVERIFY(QThreadPool::globalInstance()->waitForDone());
+    QVERIFY(!second.hasBegun());
+}
+
+void UpdateSessionTest::closingOnALoaderThatThrew()
+{
+    Bench bench;
+    bench.session.start([]() -> int { throw 42; });
+    waitWithoutEvents(bench.future);
+    bench.session.close();
+    bench.session.waitForLoader();
+    QCOMPARE(bench.session.finish()->result, int{LoaderFailed});
+    QVERIFY(!bench.session.finish());
+}
+
+void UpdateSessionTest::afterClosingNothingStarts()
+{
+    Bench bench;
+    HeldLoader held(bench);
+    bench.session.close();
+    bench.session.start(held.loader());
+    bench.session.restart();
+    bench.session.stop();
+    QCOMPARE(bench.session.state(), State::Closed);
+    QVERIFY(QThreadPool::globalInstance()->waitForDone());
+    QVERIFY(!held.hasBegun());
+}
+
+QTEST_GUILESS_MAIN(UpdateSessionTest)
 #include "tst_updatesession.moc"
