@@ -131,7 +131,7 @@ void MainWindow::connectSignals()
     connect(loadImg, SIGNAL(clicked()), this, SLOT(btnLoadImageClicked()));
     connect(updBtn, SIGNAL(clicked()), this, SLOT(onUpdBtnClicked()));
     connect(emitter.get(), SIGNAL(errorSignal(QString)), this, SLOT(reportError(QString)));
-    connect(emitter.get(), SIGNAL(load_start(int,int)), progressBar, SLOT(setRange(int, int)));
+    connect(emitter.get(), SIGNAL(load_start(int,int)), progressBar, SLOT(setRange(int,int)));
     connect(emitter.get(), SIGNAL(load_progress(int)), this, SLOT(progressBarHandling(int)));
     connect(&watcher, SIGNAL(finished()), this, SLOT(handleFinished()));
     connect(&watcher, SIGNAL(canceled()), this, SLOT(handleFinished()));
@@ -155,7 +155,7 @@ void MainWindow::addTraceKey(const QKeySequence &keys)
     hotKey->setContext(Qt::ApplicationShortcut);
     connect(hotKey, SIGNAL(activated()), this, SLOT(logHotKeyPressed()));
     // Of two shortcuts that one press fits, Qt takes one and says so.
-    connect(hotKey, SIGNAL(activatedAmbiguously()), this, SLOT(logHotKeyPressed()));
+    connect(hotKey, &QShortcut::activatedAmbiguously, this, &MainWindow::logHotKeyPressed);
 }
 
 void MainWindow::logHotKeyPressed()
