@@ -69,6 +69,9 @@ void MainWindow::closeEvent(QCloseEvent *event)
     QMainWindow::closeEvent(event);
     errorReporter.close();
     session.close();
+    // The end may wait for a loader; no dead window stands on the screen meanwhile.
+    if (logBrowser)
+        logBrowser->closeBrowser();
 }
 
 void MainWindow::initTitle()
@@ -128,7 +131,7 @@ void MainWindow::connectSignals()
     connect(loadImg, SIGNAL(clicked()), this, SLOT(btnLoadImageClicked()));
     connect(updBtn, SIGNAL(clicked()), this, SLOT(onUpdBtnClicked()));
     connect(emitter.get(), SIGNAL(errorSignal(QString)), this, SLOT(reportError(QString)));
-    connect(emitter.get(), SIGNAL(load_start(int,int)), progressBar, SLOT(setRange(int, int)));
+    connect(emitter.get(), SIGNAL(load_start(int,int)), progressBar, SLOT(setRange(int,int)));
     connect(emitter.get(), SIGNAL(load_progress(int)), this, SLOT(progressBarHandling(int)));
     connect(&watcher, SIGNAL(finished()), this, SLOT(handleFinished()));
     connect(&watcher, SIGNAL(canceled()), this, SLOT(handleFinished()));
@@ -139,7 +142,6 @@ void MainWindow::connectSignals()
 
 void MainWindow::initTrace()
 {
-    delete logBrowser;
     logBrowser = new LogBrowser(this, nullptr);
     logHandlerInstalled = false;
     addTraceKey(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketRight);
@@ -153,12 +155,15 @@ void MainWindow::addTraceKey(const QKeySequence &keys)
     hotKey->setContext(Qt::ApplicationShortcut);
     connect(hotKey, SIGNAL(activated()), this, SLOT(logHotKeyPressed()));
     // Of two shortcuts that one press fits, Qt takes one and says so.
-    connect(hotKey, SIGNAL(activatedAmbiguously()), this, SLOT(logHotKeyPressed()));
+    connect(hotKey, &QShortcut::activatedAmbiguously, this, &MainWindow::logHotKeyPressed);
 }
 
 void MainWindow::logHotKeyPressed()
 {
     qInstallMessageHandler(logHandlerInstalled ? nullptr : logMessageHandler);
     logHandlerInstalled = !logHandlerInstalled;
-    logBrowser->hideBrowser();
+    if (logHandlerInstalled)
+        reportRefused(options);
+    if (logBrowser)
+        logBrowser->hideBrowser();
 }

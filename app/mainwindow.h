@@ -32,6 +32,7 @@ class QSettings;
 class QSpinBox;
 class Ui_MainWindow;
 struct UsbEvent;
+enum class ConnectionLoader;
 
 /// The program's one window: what it shows, and what it is wired to. Everything runs on the GUI thread but
 /// the two loaders.
@@ -106,6 +107,7 @@ private:
     void startUpdate();
     /// The loaders run on a pool thread. They return a LoaderResult, an adapter's error code or a
     /// ModbusResult.
+    int runLoader(ConnectionLoader loader);
     int irBoot();
     int modbusBoot();
     LoaderContext loaderContext();

@@ -3,8 +3,8 @@
 #include "app/mainwindow.h"
 #include "app/settingskeys.h"
 #include "connections/connection.h"
-#include "modbus/modbus.h"
 #include "modbus/modbusloader.h"
+#include "modbus/modbusresult.h"
 #include "update/elapsedtext.h"
 #include "update/infraredloader.h"
 
@@ -19,25 +19,6 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSettings>
-
-namespace {
-
-/// For a result that has no text of its own.
-QString silentFailureText(int result)
-{
-    switch (result) {
-    case MB_TX_FAILED:
-        return QStringLiteral("The serial port cannot be written or read (result %1)").arg(result);
-    case MB_RX_OVERFLOW:
-        return QStringLiteral("The panel's reply is too long (result %1)").arg(result);
-    case MB_TIMEOUT:
-        return QStringLiteral("The panel does not reply (result %1)").arg(result);
-    default:
-        return QStringLiteral("The update failed (result %1)").arg(result);
-    }
-}
-
-} // namespace
 
 void MainWindow::btnLoadImageClicked()
 {
@@ -94,8 +75,19 @@ void MainWindow::startUpdate()
                             deviceAddress,  options.replyGapMs, options.checkReply};
     session.start([this, choices, loader = kind->loader] {
         job = choices;
-        return loader == ConnectionLoader::InfraRed ? irBoot() : modbusBoot();
+        return runLoader(loader);
     });
+}
+
+int MainWindow::runLoader(ConnectionLoader loader)
+{
+    switch (loader) {
+    case ConnectionLoader::InfraRed:
+        return irBoot();
+    case ConnectionLoader::Modbus:
+        return modbusBoot();
+    }
+    return LoaderFailed;
 }
 
 int MainWindow::irBoot()
@@ -161,7 +153,7 @@ void MainWindow::handleFinished()
     QGuiApplication::restoreOverrideCursor();
     session.restart();
     if (options.tellSilentFailures && end->result > 0 && !end->errorWasReported && !end->wasStopped)
-        showErrorBox(silentFailureText(end->result));
+        showErrorBox(failureText(end->result));
 }
 
 void MainWindow::releaseAdapter()

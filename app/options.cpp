@@ -43,7 +43,7 @@ std::optional<QKeySequence> keySequence(const QString &text)
 
 template<typename Value>
 void read(const QSettings &settings, const QString &name, std::optional<Value> (*parse)(const QString &),
-          Value &option)
+          Value &option, QStringList &refused)
 {
     const QString key = QStringLiteral("options/") + name;
     if (!settings.contains(key))
@@ -53,7 +53,7 @@ void read(const QSettings &settings, const QString &name, std::optional<Value> (
     if (const std::optional<Value> value = parse(text))
         option = *value;
     else
-        qDebug().noquote() << key << "is not used, its value is no good:" << text;
+        refused += QStringLiteral("%1 is not used, its value is no good: %2").arg(key, text);
 }
 
 } // namespace
@@ -61,10 +61,18 @@ void read(const QSettings &settings, const QString &name, std::optional<Value> (
 Options readOptions(const QSettings &settings)
 {
     Options options;
-    read(settings, QStringLiteral("reply_gap"), replyGap, options.replyGapMs);
-    read(settings, QStringLiteral("port_follows_menu"), onOrOff, options.portFollowsMenu);
-    read(settings, QStringLiteral("tell_silent_failures"), onOrOff, options.tellSilentFailures);
-    read(settings, QStringLiteral("check_reply"), onOrOff, options.checkReply);
-    read(settings, QStringLiteral("trace_key"), keySequence, options.traceKey);
+    read(settings, QStringLiteral("reply_gap"), replyGap, options.replyGapMs, options.refused);
+    read(settings, QStringLiteral("port_follows_menu"), onOrOff, options.portFollowsMenu, options.refused);
+    read(settings, QStringLiteral("tell_silent_failures"), onOrOff, options.tellSilentFailures,
+         options.refused);
+    read(settings, QStringLiteral("check_reply"), onOrOff, options.checkReply, options.refused);
+    read(settings, QStringLiteral("trace_key"), keySequence, options.traceKey, options.refused);
+    reportRefused(options);
     return options;
+}
+
+void reportRefused(const Options &options)
+{
+    for (const QString &line : options.refused)
+        qDebug().noquote() << line;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QKeySequence>
+#include <QStringList>
 
 class QSettings;
 
@@ -21,7 +22,12 @@ struct Options
     bool checkReply = false;
     /// "trace_key", a key sequence in portable text: a second hot key for the trace. Empty: none.
     QKeySequence traceKey;
+
+    /// A line for each key with a value that is no good.
+    QStringList refused;
 };
 
 /// A key with a value that is no good counts as not set, and one debug line says so.
 Options readOptions(const QSettings &settings);
+/// Logs the lines of the refused keys.
+void reportRefused(const Options &options);

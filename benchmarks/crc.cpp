@@ -50,7 +50,7 @@ int main()
     std::vector<double> table;
     std::vector<double> bitwise;
     for (int round = 0; round < Rounds; ++round) {
-        const Run byTable = measure(crc16, bytes);
+        const Run byTable = measure(rtu::crc16, bytes);
         const Run byBits = measure(bitwiseCrc, bytes);
         if (byTable.sum != byBits.sum)
             giveUp(QStringLiteral("the checksums differ"));

@@ -62,7 +62,7 @@ void measure(std::vector<double> &times, const Line &line, int gapMs)
         ; // the path may come in pieces
     QSerialPort port;
     Modbus modbus;
-    QObject::connect(&port, SIGNAL(readyRead()), &modbus, SLOT(getData()));
+    QObject::connect(&port, &QSerialPort::readyRead, &modbus, &Modbus::getData);
     port.setPortName(QString::fromLocal8Bit(panel.readLine()).trimmed());
     modbus.setSerialPort(&port);
     modbus.setReplyGap(gapMs);

@@ -12,6 +12,7 @@
 
 #include <libudev.h>
 #include <linux/netlink.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -73,6 +74,12 @@ bool isSubscribed(int socket)
     if (::getsockname(socket, reinterpret_cast<sockaddr *>(&address), &size) != 0)
         return false;
     return address.nl_family != AF_NETLINK || address.nl_groups != 0;
+}
+
+bool holdsMore(int socket)
+{
+    pollfd question{socket, POLLIN, 0};
+    return ::poll(&question, 1, 0) > 0 && (question.revents & POLLIN) != 0;
 }
 
 class LinuxUsbMonitor : public UsbMonitor
@@ -159,8 +166,8 @@ void LinuxUsbMonitor::handleEvent(udev_device *device)
 /// the kernel drops what comes without a word.
 void LinuxUsbMonitor::recoverFromOverflow()
 {
-    while (Device{udev_monitor_receive_device(monitor.get())} || errno == ENOBUFS) {
-    }
+    while (holdsMore(udev_monitor_get_fd(monitor.get())))
+        const Device outdated{udev_monitor_receive_device(monitor.get())};
     nodes.forgetAll();
     awaitPresentAdapters();
     emit noticed({UsbEvent::Kind::Lost});

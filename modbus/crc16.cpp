@@ -3,6 +3,8 @@
 
 #include <array>
 
+namespace rtu {
+
 namespace {
 
 constexpr std::uint16_t ReflectedPolynomial = 0xA001;
@@ -45,3 +47,5 @@ std::uint16_t crc16(std::span<const std::uint8_t> bytes) noexcept
     }
     return static_cast<std::uint16_t>((high << 8U) | low);
 }
+
+} // namespace rtu

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+namespace rtu {
+
 namespace {
 
 constexpr int RecordHeaderSize = 10;
@@ -163,3 +165,5 @@ QByteArray identityText(std::uint8_t slaveAddress, const FrameBuffer &reply)
     }
     return text;
 }
+
+} // namespace rtu

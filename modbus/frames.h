@@ -10,6 +10,7 @@
 
 /// Modbus RTU frames as bytes: address, function code, data, CRC. Function codes, layouts and exception codes
 /// are those of the "MODBUS Application Protocol", V1.1b3.
+namespace rtu {
 
 /// Room for the longest RTU frame, 256 bytes including the CRC ("MODBUS over Serial Line", 2.5.1).
 using FrameBuffer = std::array<std::uint8_t, 256>;
@@ -27,35 +28,38 @@ enum class FrameDirection { Received = 0, Sent = 1 };
 
 /// Writes a Write File Record request (function 0x15, one group of reference type 6) into `frame`.
 /// `data` holds whole registers, at most MaxRecordDataSize bytes. Returns the length without CRC.
-int buildWriteFileRecord(FrameBuffer &frame, std::uint8_t slaveAddress, std::uint16_t fileNumber,
-                         std::uint16_t recordNumber, std::span<const std::uint8_t> data);
+[[nodiscard]] int buildWriteFileRecord(FrameBuffer &frame, std::uint8_t slaveAddress,
+                                       std::uint16_t fileNumber, std::uint16_t recordNumber,
+                                       std::span<const std::uint8_t> data);
 
 /// Writes a Read Device Identification request (function 0x2B, MEI type 0x0E) into `frame`. Returns the
 /// length without CRC.
-int buildReadDeviceId(FrameBuffer &frame, std::uint8_t slaveAddress, std::uint8_t readDeviceIdCode,
-                      std::uint8_t objectId);
+[[nodiscard]] int buildReadDeviceId(FrameBuffer &frame, std::uint8_t slaveAddress,
+                                    std::uint8_t readDeviceIdCode, std::uint8_t objectId);
 
 /// Whether `frame`'s last two bytes are the CRC of those before them. `frame` holds at least those two.
-bool crcMatches(std::span<const std::uint8_t> frame) noexcept;
+[[nodiscard]] bool crcMatches(std::span<const std::uint8_t> frame) noexcept;
 
 /// Whether `frame`, the first bytes of a reply, is a complete Write File Record echo by its own byte count.
 /// The count is a signed byte here: from 0x80 on, no length is ever complete.
-bool isCompleteRecordEcho(std::span<const std::uint8_t> frame) noexcept;
+[[nodiscard]] bool isCompleteRecordEcho(std::span<const std::uint8_t> frame) noexcept;
 
 /// Whether `frame` is an exception reply of its full length, 5 bytes.
-bool isCompleteException(std::span<const std::uint8_t> frame) noexcept;
+[[nodiscard]] bool isCompleteException(std::span<const std::uint8_t> frame) noexcept;
 
 /// Whether a reply's function code carries the exception bit. `frame` holds at least two bytes.
-bool isException(std::span<const std::uint8_t> frame) noexcept;
+[[nodiscard]] bool isException(std::span<const std::uint8_t> frame) noexcept;
 
 /// The words for a Modbus exception code, for example "Illegal Function" for 1.
-QString exceptionText(std::uint8_t code);
+[[nodiscard]] QString exceptionText(std::uint8_t code);
 
 /// `frame` as hexadecimal text: "--> " or "<-- ", address and function code set apart by "|", the CRC's two
 /// bytes joined by "_", sixteen bytes a line.
-QString dumpText(FrameDirection direction, std::span<const std::uint8_t> frame);
+[[nodiscard]] QString dumpText(FrameDirection direction, std::span<const std::uint8_t> frame);
 
 /// The panel's identity as text lines, from the reply to Read Device Identification: the address, then one
 /// line an object. Object lengths are signed bytes and are not checked against the reply; nothing outside
 /// `reply` is read all the same.
-QByteArray identityText(std::uint8_t slaveAddress, const FrameBuffer &reply);
+[[nodiscard]] QByteArray identityText(std::uint8_t slaveAddress, const FrameBuffer &reply);
+
+} // namespace rtu

@@ -14,10 +14,10 @@
 
 namespace {
 
-constexpr qint32 BroadcastDelayMs = 100;
+constexpr std::int32_t BroadcastDelayMs = 100;
 constexpr int ChunkSize = 32;
 constexpr int ChunksPerProgress = 3;
-constexpr quint16 ImageFileNumber = 0;
+constexpr std::uint16_t ImageFileNumber = 0;
 
 } // namespace
 
@@ -33,6 +33,7 @@ int ModbusLoader::run()
     Modbus modbus;
     QObject::connect(&modbus, SIGNAL(errorString(QString)), &context.errorReceiver,
                                      SLOT(reportError(QString)));
+    modbus.setAdapter(context.adapter);
     modbus.setTraceFlag(0);
     modbus.setBroadcastDelay(BroadcastDelayMs);
     modbus.setReplyGap(context.job.replyGapMs);
@@ -99,9 +100,9 @@ int ModbusLoader::sendRecords(Modbus &modbus, ImageFile &image)
             return LoaderFailed;
         if (count % 2 != 0) // a record is made of whole registers
             chunk[static_cast<std::size_t>(count++)] = 0;
-        const qint32 result = modbus.writeFileRecord(
-            context.sub20Handle, static_cast<quint8>(context.job.deviceAddress), ImageFileNumber,
-            static_cast<quint16>(sent), static_cast<qint32>(count), chunk.data());
+        const std::int32_t result = modbus.writeFileRecord(
+            context.sub20Handle, static_cast<std::uint8_t>(context.job.deviceAddress), ImageFileNumber,
+            static_cast<std::uint16_t>(sent), static_cast<std::int32_t>(count), chunk.data());
         if (result != MB_OK)
             return result;
         ++sent;

@@ -16,7 +16,6 @@ namespace {
 
 constexpr QRect InitialGeometry(300, 300, 300, 300);
 constexpr int ButtonRowStretch = 10;
-constexpr qint64 TurnMs = 30;
 
 } // namespace
 
@@ -37,13 +36,10 @@ LogBrowserDialog::LogBrowserDialog(const QWidget *styleSource, QWidget *parent) 
     rows->addLayout(buttons);
     buttons->addStretch(ButtonRowStretch);
     clearButton = addButton(tr("Clear"), buttons);
+    connect(clearButton, &QPushButton::clicked, this, [this] { beforeClearing(); });
     connect(clearButton, SIGNAL(clicked()), browser, SLOT(clear()));
-    connect(clearButton, &QPushButton::clicked, this, [this] { pending.clear(); });
     saveButton = addButton(tr("Save Trace"), buttons);
     connect(saveButton, SIGNAL(clicked()), this, SLOT(save()));
-
-    turn.setSingleShot(true);
-    connect(&turn, &QTimer::timeout, this, &LogBrowserDialog::appendPending);
 
     setStyleSheet(styleSource->styleSheet());
     setGeometry(InitialGeometry);
@@ -53,6 +49,7 @@ QPushButton *LogBrowserDialog::addButton(const QString &text, QLayout *layout)
 {
     auto *const button = new QPushButton(text, this);
     button->setProperty("configButton", true); // the window's style sheet can select these buttons by it
+    button->setAutoDefault(false);             // Enter would clear the trace
     layout->addWidget(button);
     return button;
 }
@@ -62,41 +59,18 @@ void LogBrowserDialog::outputMessage(QtMsgType type, const QString &message)
     switch (type) {
     case QtDebugMsg:
     case QtInfoMsg:
-        append(message);
+        browser->append(message);
         break;
     case QtWarningMsg:
-        append(tr("— WARNING: %1").arg(message));
+        browser->append(tr("— WARNING: %1").arg(message));
         break;
     case QtCriticalMsg:
-        append(tr("— CRITICAL: %1").arg(message));
+        browser->append(tr("— CRITICAL: %1").arg(message));
         break;
     case QtFatalMsg:
-        append(tr("— FATAL: %1").arg(message));
+        browser->append(tr("— FATAL: %1").arg(message));
         break;
     }
-}
-
-void LogBrowserDialog::append(const QString &text)
-{
-    if (!turn.isActive()) { // the first message of this turn
-        turnTime.start();
-        turn.start();
-    }
-    if (pending.isEmpty() && turnTime.elapsed() < TurnMs)
-        browser->append(text);
-    else
-        pending += text;
-}
-
-void LogBrowserDialog::appendPending()
-{
-    turnTime.start();
-    qsizetype appended = 0;
-    while (appended < pending.size() && turnTime.elapsed() < TurnMs)
-        browser->append(pending.at(appended++));
-    pending.remove(0, appended);
-    if (!pending.isEmpty())
-        turn.start();
 }
 
 void LogBrowserDialog::save()
@@ -117,8 +91,7 @@ void LogBrowserDialog::save()
         return;
     }
     QTextStream stream(&file);
-    while (!pending.isEmpty()) // the trace is saved whole
-        appendPending();
+    beforeSaving();
     stream << browser->toPlainText();
 }
 

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <QDialog>
-#include <QElapsedTimer>
 #include <QString>
-#include <QStringList>
-#include <QTimer>
 #include <QtGlobal>
+
+#include <functional>
+#include <utility>
 
 class QPushButton;
 class QTextBrowser;
@@ -20,6 +20,11 @@ public:
     /// Copies the style sheet of `styleSource`. The dialog starts hidden.
     LogBrowserDialog(const QWidget *styleSource, QWidget *parent);
 
+    /// Is called before the trace is written, to bring in what is still on its way.
+    void onSaving(std::function<void()> bringIn) { beforeSaving = std::move(bringIn); }
+    /// Is called before the trace is emptied, to take away what is still on its way.
+    void onClearing(std::function<void()> takeAway) { beforeClearing = std::move(takeAway); }
+
 public slots:
     /// Appends one paragraph; a type that is none of Qt's five appends nothing.
     void outputMessage(QtMsgType type, const QString &message);
@@ -29,17 +34,12 @@ public slots:
     void keyCtrlDPressed();
 
 private:
-    void append(const QString &text);
-    void appendPending();
     QPushButton *addButton(const QString &text, QLayout *layout);
 
     QTextBrowser *browser = nullptr;
     QPushButton *clearButton = nullptr;
     QPushButton *saveButton = nullptr;
 
-    /// Appending is slow, and a flood of messages would keep the event loop from everything else. So each of
-    /// its turns appends for a limited time, and what is left over waits here for the next.
-    QStringList pending;
-    QTimer turn;
-    QElapsedTimer turnTime;
+    std::function<void()> beforeSaving = [] {};
+    std::function<void()> beforeClearing = [] {};
 };

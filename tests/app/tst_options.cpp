@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "app/options.h"
-#include "tests/support/eventlog.h"
+#include "tests/support/messagelog.h"
 #include "tests/support/testcase.h"
 
 #include <QFile>
@@ -20,6 +20,7 @@ private slots:
     void goodValues();
     void refusedValues_data();
     void refusedValues();
+    void refusedKeysCanBeReportedAgain();
     void everyRefusedKeyHasItsLine();
     void aRefusedKeyLeavesTheOthers();
     void theFileIsNotWritten();
@@ -59,7 +60,7 @@ QByteArray OptionsTest::content() const
 
 void OptionsTest::withoutAFileAllAreOff()
 {
-    EventLog log;
+    MessageLog log;
     const QString missing = folder.filePath(QStringLiteral("missing.ini"));
     QVERIFY(areOff(readOptions(QSettings(missing, QSettings::IniFormat))));
     QCOMPARE(log.take(), QStringList());
@@ -68,14 +69,14 @@ void OptionsTest::withoutAFileAllAreOff()
 
 void OptionsTest::withoutTheGroupAllAreOff()
 {
-    EventLog log;
+    MessageLog log;
     QVERIFY(areOff(read("[settings]\nreply_gap=50\ncheck_reply=true\ntrace_key=F12")));
     QCOMPARE(log.take(), QStringList());
 }
 
 void OptionsTest::allAreRead()
 {
-    EventLog log;
+    MessageLog log;
     const Options options = read("reply_gap=50\nport_follows_menu=true\ntell_silent_failures=true\n"
                                  "check_reply=true\ntrace_key=Ctrl+F12");
     QCOMPARE(options.replyGapMs, 50);
@@ -106,7 +107,7 @@ void OptionsTest::goodValues_data()
 void OptionsTest::goodValues()
 {
     QFETCH(const QByteArray, line);
-    EventLog log;
+    MessageLog log;
     const Options options = read(line);
     QTEST(options.replyGapMs, "replyGapMs");
     QTEST(options.checkReply, "checkReply");
@@ -133,15 +134,33 @@ void OptionsTest::refusedValues()
 {
     QFETCH(const QByteArray, key);
     QFETCH(const QByteArray, value);
-    EventLog log;
-    QVERIFY(areOff(read(key + '=' + value)));
-    QCOMPARE(log.take(), QStringList(QStringLiteral("debug: options/%1 is not used, its value is no good: %2")
-                                         .arg(QString::fromLatin1(key), QString::fromLatin1(value))));
+    MessageLog log;
+    const Options options = read(key + '=' + value);
+    QVERIFY(areOff(options));
+    const QString line = QStringLiteral("options/%1 is not used, its value is no good: %2")
+                             .arg(QString::fromLatin1(key), QString::fromLatin1(value));
+    QCOMPARE(log.take(), QStringList(QStringLiteral("debug: ") + line));
+    QCOMPARE(options.refused, QStringList(line));
+}
+
+/// The lines are kept, for a trace that is switched on later.
+void OptionsTest::refusedKeysCanBeReportedAgain()
+{
+    MessageLog log;
+    const Options options = read("reply_gap=x\ncheck_reply=true\ntrace_key=xyz");
+    const QStringList lines = log.take();
+    QCOMPARE(lines.size(), 2);
+    for (int times = 0; times < 2; ++times) {
+        reportRefused(options);
+        QCOMPARE(log.take(), lines);
+    }
+    reportRefused(read("check_reply=true"));
+    QCOMPARE(log.take(), QStringList());
 }
 
 void OptionsTest::everyRefusedKeyHasItsLine()
 {
-    EventLog log;
+    MessageLog log;
     QVERIFY(areOff(read("reply_gap=x\nport_follows_menu=x\ntell_silent_failures=x\ncheck_reply=x\n"
                         "trace_key=xyz")));
     QCOMPARE(log.take().size(), 5);
@@ -149,7 +168,7 @@ void OptionsTest::everyRefusedKeyHasItsLine()
 
 void OptionsTest::aRefusedKeyLeavesTheOthers()
 {
-    EventLog log;
+    MessageLog log;
     const Options options = read("reply_gap=1001\ncheck_reply=true");
     QCOMPARE(options.replyGapMs, 0);
     QVERIFY(options.checkReply);
@@ -158,7 +177,7 @@ void OptionsTest::aRefusedKeyLeavesTheOthers()
 
 void OptionsTest::theFileIsNotWritten()
 {
-    EventLog log;
+    MessageLog log;
     for (const QByteArray lines :
          {"reply_gap=50\ntrace_key=Ctrl+F12", "reply_gap=x\ncheck_reply=", "; a remark\n\nreply_gap = 50"}) {
         read(lines);

@@ -1,17 +1,19 @@
 // SPDX-License-Identifier: MIT
-#include "connections/connection.h"
 #include "connections/usbmonitor.h"
 #include "tests/support/messagelog.h"
 #include "tests/support/nothingtoopen.h"
 #include "tests/support/simulatedadapter.h"
 #include "tests/support/testcase.h"
 #include "tests/support/windowbench.h"
+#include "update/emitter.h"
 
 #include <QAction>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
+#include <QScopeGuard>
+#include <QSemaphore>
 #include <QSignalSpy>
 
 using Kind = UsbEvent::Kind;
@@ -32,6 +34,11 @@ const QString Port0 = QStringLiteral("ttyUSB0");
 const QString Port1 = QStringLiteral("ttyUSB1");
 const QString Port2 = QStringLiteral("ttyUSB2");
 const QString Converter = QStringLiteral("USB Serial Converter");
+
+QMenu *menuOf(const WindowBench &bench)
+{
+    return bench.widget<QMenu>("menuActions");
+}
 
 UsbMonitor *monitorOf(const WindowBench &bench)
 {
@@ -62,6 +69,10 @@ private slots:
     void adapterIsPulledOut();
     void serialPortComesAndGoes();
     void twoPortsOfOneVendor();
+    void twoPortsOfOneDevice();
+    void manyPortsAtOnce();
+    void portThatIsNoneOfTheMenusLeaves();
+    void lostEventsTakeOneLook();
     void unrelatedDevices();
     void theStoredPortIsTakenWhenItComes();
     void theButtonFollowsDevices();
@@ -97,7 +108,7 @@ int UsbReactionTest::runsOf(const WindowBench &bench, const SimulatedAdapter &ad
 QStringList UsbReactionTest::entries(const WindowBench &bench)
 {
     QStringList texts;
-    for (const QAction *const action : bench.probe().menu()->actions())
+    for (const QAction *const action : menuOf(bench)->actions())
         texts += action->isChecked() ? QStringLiteral("[%1]").arg(action->text()) : action->text();
     return texts;
 }
@@ -168,7 +179,7 @@ void UsbReactionTest::removal()
     WindowBench bench;
     bench.start();
     for (const quint16 vendor : menu)
-        bench.probe().addConnectionAction(QStringLiteral("entry"), ConnectionComPort, vendor);
+        menuOf(bench)->addAction(QStringLiteral("entry"))->setProperty("vid", vendor);
     QTEST(runsOf(bench, adapter, {Kind::Removal, vendorId}), "runs");
 }
 
@@ -271,7 +282,7 @@ void UsbReactionTest::adapterIsPulledOut()
     QTRY_COMPARE(entries(bench), QStringList());
     QCOMPARE(runs(adapter), 3); // one for each of its entries
     QCOMPARE(label(bench), QStringLiteral("No Available Connections"));
-    QVERIFY(!bench.probe().menu()->isEnabled());
+    QVERIFY(!menuOf(bench)->isEnabled());
     catchUp(bench);
     QCOMPARE(runs(adapter), 3);
 }
@@ -318,13 +329,88 @@ void UsbReactionTest::twoPortsOfOneVendor()
     QCOMPARE(entries(bench), all);
 }
 
+/// One cable with two ports: two runs when it comes, by the first port's notice, and two when it goes.
+void UsbReactionTest::twoPortsOfOneDevice()
+{
+    const SimulatedAdapter adapter(0);
+    WindowBench bench;
+    bench.start();
+    const QString id = bench.devices.addUsbDevice(ConverterVendorId, 0x6001);
+    catchUp(bench);
+    const int before = runs(adapter);
+    bench.devices.addPortOf(id, Port0, Converter);
+    bench.devices.addPortOf(id, Port1, Converter);
+    catchUp(bench);
+    QCOMPARE(entries(bench), QStringList({u'[' + Port0 + u']', Port1}));
+    QCOMPARE(runs(adapter), before + 2);
+    bench.devices.remove(id);
+    catchUp(bench);
+    QCOMPARE(entries(bench), QStringList());
+    QCOMPARE(runs(adapter), before + 4);
+}
+
+/// Eight ports on two chips. Of the ports' notices, the first one finds them all.
+void UsbReactionTest::manyPortsAtOnce()
+{
+    constexpr int Ports = 8;
+    const SimulatedAdapter adapter(0);
+    WindowBench bench;
+    bench.start();
+    const QString first = bench.devices.addUsbDevice(ConverterVendorId, 0x6011);
+    const QString second = bench.devices.addUsbDevice(ConverterVendorId, 0x6011);
+    catchUp(bench);
+    const int before = runs(adapter);
+    for (int port = 0; port < Ports; ++port)
+        bench.devices.addPortOf(port % 2 == 0 ? first : second, QStringLiteral("ttyUSB%1").arg(port),
+                                Converter);
+    catchUp(bench);
+    QCOMPARE(entries(bench).size(), Ports);
+    QCOMPARE(runs(adapter), before + Ports);
+    bench.devices.tell(first, QStringLiteral("add"));
+    bench.devices.tell(second, QStringLiteral("add"));
+    catchUp(bench);
+    QCOMPARE(runs(adapter), before + 3 * Ports);
+    bench.devices.remove(first);
+    bench.devices.remove(second);
+    catchUp(bench);
+    QCOMPARE(entries(bench), QStringList());
+    QCOMPARE(runs(adapter), before + 4 * Ports);
+}
+
+void UsbReactionTest::portThatIsNoneOfTheMenusLeaves()
+{
+    const SimulatedAdapter adapter(0);
+    WindowBench bench;
+    bench.devices.addSerialPort(Port0, Converter, ConverterVendorId);
+    bench.start();
+    const QString device = bench.devices.addUsbDevice(UnrelatedVendorId, 1);
+    const QString nameless = bench.devices.addPlainDevice(
+        "tty", Port1, device, {QStringLiteral("ID_VENDOR_ID"), QStringLiteral("0403")});
+    catchUp(bench);
+    QCOMPARE(entries(bench), QStringList(u'[' + Port0 + u']'));
+    const int before = runs(adapter);
+    bench.devices.remove(nameless);
+    catchUp(bench);
+    QCOMPARE(runs(adapter), before);
+}
+
+void UsbReactionTest::lostEventsTakeOneLook()
+{
+    const SimulatedAdapter adapter(0);
+    WindowBench bench;
+    for (const QString &port : {Port0, Port1, Port2})
+        bench.devices.addSerialPort(port, Converter, ConverterVendorId);
+    bench.start();
+    QCOMPARE(runsOf(bench, adapter, {Kind::Lost}), 1);
+}
+
 void UsbReactionTest::unrelatedDevices()
 {
     const SimulatedAdapter adapter(1);
     WindowBench bench;
     bench.devices.addSerialPort(Port0, Converter, ConverterVendorId);
     bench.start();
-    const QList<QAction *> actions = bench.probe().menu()->actions();
+    const QList<QAction *> actions = menuOf(bench)->actions();
     bench.devices.remove(bench.devices.addUsbDevice(UnrelatedVendorId, 1));
     // Of the vendors of the menu, but neither a USB device as a whole nor a serial port.
     const QStringList vendor{QStringLiteral("ID_VENDOR_ID"), QStringLiteral("04d8")};
@@ -333,7 +419,7 @@ void UsbReactionTest::unrelatedDevices()
     bench.devices.addSerialPort(QStringLiteral("ttyS0"), Converter, 0);
     bench.devices.tell(bench.devices.addUsbDevice(UnrelatedVendorId, 2), QStringLiteral("change"));
     catchUp(bench);
-    QCOMPARE(bench.probe().menu()->actions(), actions);
+    QCOMPARE(menuOf(bench)->actions(), actions);
     QCOMPARE(runs(adapter), 1);
 }
 
@@ -372,15 +458,26 @@ void UsbReactionTest::theButtonFollowsDevices()
     QTRY_VERIFY(!button->isEnabled());
 }
 
+/// The update stands at its first piece until the devices have come and gone.
 void UsbReactionTest::anUpdateGoesOnUndisturbed()
 {
-    SimulatedAdapter adapter;
-    adapter.set("RS_TIME", "10");
-    WindowBench bench;
     constexpr int Records = 60;
+    const SimulatedAdapter adapter;
+    QSemaphore isUnderWay;
+    QSemaphore mayGoOn;
+    WindowBench bench;
     const QByteArray image(Records * 32, 'x');
     bench.start(ModbusText, image);
+    const auto letGo = qScopeGuard([&] { mayGoOn.release(Records); }); // however the test ends
+    connect(
+        bench.probe().emitter(), &Emitter::load_progress, &bench.window(),
+        [&] {
+            isUnderWay.release();
+            mayGoOn.acquire();
+        },
+        Qt::DirectConnection);
     bench.press();
+    QTRY_VERIFY(isUnderWay.available() > 0);
     for (int round = 0; round < 5; ++round) {
         const QString id = bench.devices.addSerialPort(Port0, Converter, ConverterVendorId);
         QTRY_COMPARE(entries(bench).size(), 3);
@@ -389,6 +486,8 @@ void UsbReactionTest::anUpdateGoesOnUndisturbed()
         bench.devices.remove(id);
         QTRY_COMPARE(entries(bench).size(), 2);
     }
+    QCOMPARE(isUnderWay.available(), 1);
+    mayGoOn.release(Records);
     QVERIFY(bench.waitForEnd());
     QCOMPARE(bench.probe().future().result(), 0);
     QCOMPARE(adapter.modbusImage(), image);
@@ -442,7 +541,7 @@ void UsbReactionTest::withoutDeviceManagerTheProgramGoesOn()
     }
     QCOMPARE(log.count(line), 1);
     QCOMPARE(log.texts().filter(QStringLiteral("USB devices")).size(), 1);
-    bench.probe().updateConnections();
+    emit monitorOf(bench)->noticed({Kind::Lost}); // what could not be opened before, can be now
     QCOMPARE(entries(bench), QStringList({InfraRedText, u'[' + ModbusText + u']'}));
     bench.press();
     QVERIFY(bench.waitForEnd());

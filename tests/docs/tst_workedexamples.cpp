@@ -40,7 +40,7 @@ QString cellBehind(const Markdown::Table &table, const QString &label, int colum
 QByteArray withCrc(QByteArray frame)
 {
     auto length = static_cast<qint32>(frame.size());
-    frame.resize(frame.size() + CrcSize);
+    frame.resize(frame.size() + rtu::CrcSize);
     Modbus::crcAppend(reinterpret_cast<std::uint8_t *>(frame.data()), length);
     return frame;
 }
@@ -48,9 +48,9 @@ QByteArray withCrc(QByteArray frame)
 /// The request that carries this chunk of an image.
 QByteArray request(const QByteArray &chunk, int record)
 {
-    FrameBuffer frame{};
-    const int length =
-        buildWriteFileRecord(frame, PanelAddress, 0, static_cast<std::uint16_t>(record), byteView(chunk));
+    rtu::FrameBuffer frame{};
+    const int length = rtu::buildWriteFileRecord(frame, PanelAddress, 0, static_cast<std::uint16_t>(record),
+                                                 byteView(chunk));
     return withCrc(byteArray({frame.data(), static_cast<std::size_t>(length)}));
 }
 
@@ -222,11 +222,11 @@ void WorkedExamplesTest::modbusRequestsAndReplies()
         QCOMPARE(hexBlock(guide, QStringLiteral("request-%1").arg(record)).toHex(' '), hex);
         const QByteArray reply = hexBlock(guide, QStringLiteral("reply-%1").arg(record));
         QCOMPARE(reply.toHex(' '), hex);
-        QVERIFY(isCompleteRecordEcho(byteView(reply)));
+        QVERIFY(rtu::isCompleteRecordEcho(byteView(reply)));
         // The remark beside the CRC has it as a number, high byte first.
         const QString remark = guide.fence(QStringLiteral("hex request-%1").arg(record)).constLast();
         QCOMPARE(numberIn(remark.section(QStringLiteral("CRC"), 1)),
-                 int{crc16(byteView(reply.chopped(CrcSize)))});
+                 int{rtu::crc16(byteView(reply.chopped(rtu::CrcSize)))});
     }
 }
 
@@ -235,9 +235,9 @@ void WorkedExamplesTest::modbusException()
     const Markdown guide = Markdown::read(ModbusGuide);
     const QByteArray reply = hexBlock(guide, QStringLiteral("exception-1"));
     QCOMPARE(reply.toHex(' '), withCrc(QByteArray::fromHex("509502")).toHex(' '));
-    QVERIFY(isCompleteException(byteView(reply)));
+    QVERIFY(rtu::isCompleteException(byteView(reply)));
     const QString remark = guide.fence(QStringLiteral("hex exception-1")).constLast();
-    QCOMPARE(numberIn(remark.section(QStringLiteral("CRC"), 1)), int{crc16(byteView(reply.first(3)))});
+    QCOMPARE(numberIn(remark.section(QStringLiteral("CRC"), 1)), int{rtu::crc16(byteView(reply.first(3)))});
 }
 
 void WorkedExamplesTest::modbusLayout()
@@ -247,7 +247,7 @@ void WorkedExamplesTest::modbusLayout()
     QCOMPARE(table.rows.size(), 10);
     const QByteArray request = hexBlock(guide, QStringLiteral("request-1"));
     QCOMPARE(request.size(), 14);
-    QCOMPARE(numberIn(cellBehind(table, QStringLiteral("1"))), int{WriteFileRecordFunction});
+    QCOMPARE(numberIn(cellBehind(table, QStringLiteral("1"))), int{rtu::WriteFileRecordFunction});
     QCOMPARE(numberIn(cellBehind(table, QStringLiteral("2")).section(u'+', 1)), request.at(2) - 2);
     QCOMPARE(numberIn(cellBehind(table, QStringLiteral("3"))), int{request.at(3)});
     QCOMPARE(numberIn(cellBehind(table, QStringLiteral("4, 5"))),
@@ -275,8 +275,8 @@ void WorkedExamplesTest::modbusExceptionTexts()
         codes += row.value(0);
         const QString text =
             row.value(0) == QStringLiteral("any other")
-                ? exceptionText(UINT8_MAX).replace(QStringLiteral("255"), QStringLiteral("*code*"))
-                : exceptionText(static_cast<std::uint8_t>(numberIn(row.value(0))));
+                ? rtu::exceptionText(UINT8_MAX).replace(QStringLiteral("255"), QStringLiteral("*code*"))
+                : rtu::exceptionText(static_cast<std::uint8_t>(numberIn(row.value(0))));
         QVERIFY2(row.value(1).startsWith(QStringLiteral("\"Modbus Exception: %1\"").arg(text)),
                  qPrintable(row.value(1)));
     }
@@ -293,12 +293,12 @@ void WorkedExamplesTest::modbusTiming_data()
         QVERIFY2(figure > 0, name);
         QTest::newRow(name) << QString::fromLatin1(label) << column << figure / divisor;
     };
-    row("Pause before each request", 1, "modbus/transports.cpp", "RequestPauseMs");
-    row("The reply's first byte", 1, "modbus/transports.cpp", "ReplyTimeoutMs");
+    row("Pause before each request", 1, "modbus/modbus_transports.cpp", "RequestPauseMs");
+    row("The reply's first byte", 1, "modbus/modbus_transports.cpp", "ReplyTimeoutMs");
     row("The reply's first byte", 2, "modbus/modbus.cpp", "WriteFileRecordTimeoutMs");
-    row("The reply may pause", 2, "modbus/transports.cpp", "RsInterByteTimeoutUs", 1000);
-    row("The longest reply", 1, "modbus/transports.cpp", "LongestReply");
-    row("The longest reply", 2, "modbus/transports.cpp", "RsReceiveSize");
+    row("The reply may pause", 2, "modbus/modbus_transports.cpp", "RsInterByteTimeoutUs", 1000);
+    row("The longest reply", 1, "modbus/modbus.h", "LongestReply");
+    row("The longest reply", 2, "modbus/modbus_transports.cpp", "RsReceiveSize");
     row("Address 0: a reply", 2, "modbus/modbus.cpp", "BroadcastReplyTimeoutMs");
     row("Address 0: pause", 1, "modbus/modbusloader.cpp", "BroadcastDelayMs");
     row("Address 0: pause", 2, "modbus/modbusloader.cpp", "BroadcastDelayMs");
@@ -319,13 +319,13 @@ void WorkedExamplesTest::modbusCrc()
     const auto cell = [&table](const char *label) { return cellBehind(table, QLatin1String(label)); };
     const int reflected = numberIn(cell("Polynomial").section(QStringLiteral("reflected"), 1));
     // 7F is FF but for its highest bit: of the register's low byte, only the last shift has a bit to drop.
-    QCOMPARE(reflected, crc16(std::array<std::uint8_t, 1>{0x7F}) ^ 0x00FF);
+    QCOMPARE(reflected, rtu::crc16(std::array<std::uint8_t, 1>{0x7F}) ^ 0x00FF);
     int polynomial = 0;
     for (int bit = 0; bit < 16; ++bit)
         polynomial |= ((reflected >> bit) & 1) << (15 - bit);
     QCOMPARE(numberIn(cell("Polynomial")), polynomial);
-    QCOMPARE(numberIn(cell("Initial value")), int{crc16({})});
-    QCOMPARE(numberIn(cell("Check value")), int{crc16(byteView(QByteArray("123456789")))});
+    QCOMPARE(numberIn(cell("Initial value")), int{rtu::crc16({})});
+    QCOMPARE(numberIn(cell("Check value")), int{rtu::crc16(byteView(QByteArray("123456789")))});
 }
 
 void WorkedExamplesTest::modbusCrcStepByStep()
@@ -343,7 +343,7 @@ void WorkedExamplesTest::modbusCrcStepByStep()
         const QStringList &row = bytes.rows.at(sent + 1);
         QCOMPARE(numberIn(row.value(0)),
                  sent == 0 ? -1 : int{byteView(reply)[static_cast<std::size_t>(sent) - 1]});
-        QCOMPARE(numberIn(row.value(1)), int{crc16(byteView(reply.first(sent)))});
+        QCOMPARE(numberIn(row.value(1)), int{rtu::crc16(byteView(reply.first(sent)))});
     }
 
     const int firstByte = numberIn(bits.rows.at(1).value(0));

@@ -3,12 +3,13 @@
 
 #include "modbus/modbus.h"
 #include "tests/support/bytes.h"
-#include "tests/support/eventlog.h"
+#include "tests/support/messagelog.h"
 
 #include <QSerialPort>
 #include <QSocketNotifier>
 #include <QTest>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
 #include <termios.h>
@@ -16,6 +17,7 @@
 
 #include <array>
 #include <memory>
+#include <span>
 
 /// A pseudo-terminal without a panel, whose bytes the test writes and reads by itself.
 class Pty
@@ -55,6 +57,17 @@ public:
         if (!waitForBytes(0))
             return {};
         return {bytes.data(), ::read(master, bytes.data(), bytes.size())};
+    }
+    /// Fills the line from the port to the panel, so that it takes no more.
+    void stuff() const
+    {
+        constexpr int SettledMs = 200; // the system makes room once more behind the first fill
+        const std::array<char, 512> bytes{};
+        QVERIFY(::fcntl(slave, F_SETFL, O_NONBLOCK) == 0);
+        pollfd entry{slave, POLLOUT, 0};
+        while (::poll(&entry, 1, SettledMs) > 0)
+            while (::write(slave, bytes.data(), bytes.size()) > 0)
+                ;
     }
     bool waitForBytes(int timeoutMs) const
     {
@@ -102,10 +115,26 @@ public:
         return modbus.writeFileRecord(nullptr, address, 0, record, 32, byteView(data).data());
     }
 
-    EventLog events;
+    MessageLog events;
     QSerialPort port;
     Modbus modbus;
 };
 
 /// What a request of 44 bytes logs once it is out.
 inline const QString ChunkWritten = QStringLiteral("debug: 44 bytes written...");
+
+inline QByteArray withCrc(QByteArray frame)
+{
+    qint32 length = static_cast<qint32>(frame.size());
+    frame.resize(frame.size() + rtu::CrcSize);
+    Modbus::crcAppend(reinterpret_cast<std::uint8_t *>(frame.data()), length);
+    return frame;
+}
+
+/// The request that writes `data` to record 0 of the panel with address 80.
+inline QByteArray requestWith(const QByteArray &data)
+{
+    rtu::FrameBuffer frame{};
+    const int length = rtu::buildWriteFileRecord(frame, 80, 0, 0, byteView(data));
+    return withCrc(byteArray(std::span(frame).first(static_cast<std::size_t>(length))));
+}

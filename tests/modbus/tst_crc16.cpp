@@ -37,7 +37,7 @@ void TestCrc16::checksum()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(int, crc);
-    QCOMPARE(int{crc16(byteView(bytes))}, crc);
+    QCOMPARE(int{rtu::crc16(byteView(bytes))}, crc);
 }
 
 void TestCrc16::appendPutsTheLowByteFirst_data()

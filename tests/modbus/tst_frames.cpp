@@ -60,11 +60,11 @@ void TestFrames::writeFileRecord()
     QFETCH(QByteArray, data);
     QFETCH(QByteArray, header);
 
-    FrameBuffer frame;
+    rtu::FrameBuffer frame;
     frame.fill(0xA5);
     const int length =
-        buildWriteFileRecord(frame, static_cast<std::uint8_t>(address), static_cast<std::uint16_t>(file),
-                             static_cast<std::uint16_t>(record), byteView(data));
+        rtu::buildWriteFileRecord(frame, static_cast<std::uint8_t>(address), static_cast<std::uint16_t>(file),
+                                  static_cast<std::uint16_t>(record), byteView(data));
     QCOMPARE(length, 10 + static_cast<int>(data.size()));
     QByteArray expected = header + data;
     expected.resize(static_cast<qsizetype>(frame.size()));
@@ -74,16 +74,16 @@ void TestFrames::writeFileRecord()
 
 void TestFrames::longestWriteFileRecordFitsWithItsCrc()
 {
-    FrameBuffer frame{};
-    const QByteArray data(MaxRecordDataSize, 'x');
-    QCOMPARE(buildWriteFileRecord(frame, 1, 0, 0, byteView(data)) + CrcSize, 256);
+    rtu::FrameBuffer frame{};
+    const QByteArray data(rtu::MaxRecordDataSize, 'x');
+    QCOMPARE(rtu::buildWriteFileRecord(frame, 1, 0, 0, byteView(data)) + rtu::CrcSize, 256);
 }
 
 void TestFrames::readDeviceId()
 {
-    FrameBuffer frame;
+    rtu::FrameBuffer frame;
     frame.fill(0xA5);
-    QCOMPARE(buildReadDeviceId(frame, 0x50, 0x04, 0x02), 5);
+    QCOMPARE(rtu::buildReadDeviceId(frame, 0x50, 0x04, 0x02), 5);
     QCOMPARE(byteArray(frame).left(7).toHex(), QByteArray("502b0e0402a5a5"));
 }
 
@@ -106,7 +106,7 @@ void TestFrames::crcMatchesOnlyBothBytes()
 {
     QFETCH(QByteArray, frame);
     QFETCH(bool, matches);
-    QCOMPARE(crcMatches(byteView(frame)), matches);
+    QCOMPARE(rtu::crcMatches(byteView(frame)), matches);
 }
 
 void TestFrames::completeRecordEcho_data()
@@ -135,25 +135,26 @@ void TestFrames::completeRecordEcho()
     QFETCH(int, size);
     QFETCH(bool, complete);
     begin.resize(size, '\0');
-    QCOMPARE(isCompleteRecordEcho(byteView(begin)), complete);
+    QCOMPARE(rtu::isCompleteRecordEcho(byteView(begin)), complete);
 }
 
 void TestFrames::highByteCountNeverCompletes()
 {
-    FrameBuffer frame{1, WriteFileRecordFunction};
+    rtu::FrameBuffer frame{1, rtu::WriteFileRecordFunction};
     for (int count = 0x80; count <= 0xFF; ++count) {
         frame[2] = static_cast<std::uint8_t>(count);
         for (std::size_t size = 3; size <= frame.size(); ++size)
-            QVERIFY2(!isCompleteRecordEcho(std::span(frame).first(size)), qPrintable(QString::number(count)));
+            QVERIFY2(!rtu::isCompleteRecordEcho(std::span(frame).first(size)),
+                     qPrintable(QString::number(count)));
     }
 }
 
 void TestFrames::exceptionBit()
 {
-    QVERIFY(isException(byteView(QByteArray::fromHex("019502"))));
-    QVERIFY(isException(byteView(QByteArray::fromHex("0180"))));
-    QVERIFY(!isException(byteView(QByteArray::fromHex("8115"))));
-    QVERIFY(!isException(byteView(QByteArray::fromHex("017F"))));
+    QVERIFY(rtu::isException(byteView(QByteArray::fromHex("019502"))));
+    QVERIFY(rtu::isException(byteView(QByteArray::fromHex("0180"))));
+    QVERIFY(!rtu::isException(byteView(QByteArray::fromHex("8115"))));
+    QVERIFY(!rtu::isException(byteView(QByteArray::fromHex("017F"))));
 }
 
 void TestFrames::exceptionText_data()
@@ -174,7 +175,7 @@ void TestFrames::exceptionText_data()
 void TestFrames::exceptionText()
 {
     QFETCH(int, code);
-    QTEST(::exceptionText(static_cast<std::uint8_t>(code)), "text");
+    QTEST(rtu::exceptionText(static_cast<std::uint8_t>(code)), "text");
 }
 
 void TestFrames::dump_data()
@@ -205,8 +206,8 @@ void TestFrames::dump()
     QFETCH(int, size);
     QFETCH(QString, text);
     const QByteArray frame = countingBytes(0xF0, size);
-    QCOMPARE(dumpText(FrameDirection::Sent, byteView(frame)), QStringLiteral("--> ") + text);
-    QCOMPARE(dumpText(FrameDirection::Received, byteView(frame)), QStringLiteral("<-- ") + text);
+    QCOMPARE(rtu::dumpText(rtu::FrameDirection::Sent, byteView(frame)), QStringLiteral("--> ") + text);
+    QCOMPARE(rtu::dumpText(rtu::FrameDirection::Received, byteView(frame)), QStringLiteral("<-- ") + text);
 }
 
 QTEST_GUILESS_MAIN(TestFrames)

@@ -26,15 +26,15 @@ private slots:
 namespace {
 
 /// On the heap with nothing behind it, so that an address sanitizer sees each byte read outside.
-std::unique_ptr<FrameBuffer> replyOf(const QByteArray &bytes)
+std::unique_ptr<rtu::FrameBuffer> replyOf(const QByteArray &bytes)
 {
-    auto reply = std::make_unique<FrameBuffer>();
+    auto reply = std::make_unique<rtu::FrameBuffer>();
     std::copy(bytes.begin(), bytes.end(), reply->begin());
     return reply;
 }
 
 /// A reply of `count` objects that follow as `objects`.
-std::unique_ptr<FrameBuffer> replyOf(int count, const QByteArray &objects)
+std::unique_ptr<rtu::FrameBuffer> replyOf(int count, const QByteArray &objects)
 {
     return replyOf(QByteArray::fromHex("502B0E01810000") + static_cast<char>(count) + objects);
 }
@@ -73,12 +73,12 @@ void TestIdentityText::identity()
     QFETCH(int, address);
     QFETCH(int, count);
     QFETCH(QByteArray, objects);
-    QTEST(identityText(static_cast<std::uint8_t>(address), *replyOf(count, objects)), "text");
+    QTEST(rtu::identityText(static_cast<std::uint8_t>(address), *replyOf(count, objects)), "text");
 }
 
 void TestIdentityText::valuesMayHoldZeroBytes()
 {
-    QCOMPARE(identityText(1, *replyOf(1, QByteArray("\x02\x03\x00x\x00", 5))),
+    QCOMPARE(rtu::identityText(1, *replyOf(1, QByteArray("\x02\x03\x00x\x00", 5))),
              QByteArray("Address:001(0x01)\n   Version       : \0x\0\n", 41));
 }
 
@@ -89,7 +89,7 @@ void TestIdentityText::valueThatLeavesTheBufferIsCutThere()
     objects += QByteArray("\x07\x7F", 2);
     objects += QByteArray(117, 'b');
     QCOMPARE(objects.size() + 8, 256);
-    QCOMPARE(identityText(1, *replyOf(3, objects)),
+    QCOMPARE(rtu::identityText(1, *replyOf(3, objects)),
              "Address:001(0x01)\n" + QByteArray(127, 'a') + '\n' + QByteArray(117, 'b') + '\n');
 }
 
@@ -112,26 +112,26 @@ void TestIdentityText::headerThatLeavesTheBufferIsNoObject()
     const auto reply = replyOf(3, QByteArray("\x07\x76", 2));
     (*reply)[128] = 7;
     (*reply)[129] = static_cast<std::uint8_t>(lastLength);
-    QCOMPARE(identityText(1, *reply).count('\n'), lines);
+    QCOMPARE(rtu::identityText(1, *reply).count('\n'), lines);
 }
 
 void TestIdentityText::lengthThatLeadsBeforeTheBufferEnds()
 {
-    QCOMPARE(identityText(1, *replyOf(255, QByteArray("\x02\x80", 2))),
+    QCOMPARE(rtu::identityText(1, *replyOf(255, QByteArray("\x02\x80", 2))),
              QByteArray("Address:001(0x01)\n   Version       : \n"));
 }
 
 void TestIdentityText::lengthThatStaysInPlaceEndsWithTheCount()
 {
     // -2 makes each object its own successor.
-    const QByteArray text = identityText(1, *replyOf(255, QByteArray("\x02\xFE", 2)));
+    const QByteArray text = rtu::identityText(1, *replyOf(255, QByteArray("\x02\xFE", 2)));
     QCOMPARE(text.count("   Version       : \n"), 255);
 }
 
 void TestIdentityText::lengthThatGoesBackEndsWithTheCount()
 {
     // -10 leads from byte 8 to byte 0, whose second byte is the function code: a value of 43 bytes.
-    const QByteArray text = identityText(1, *replyOf(2, QByteArray("\x02\xF6", 2)));
+    const QByteArray text = rtu::identityText(1, *replyOf(2, QByteArray("\x02\xF6", 2)));
     QVERIFY(text.startsWith("Address:001(0x01)\n   Version       : \n\x0E\x01\x81"));
     QCOMPARE(text.size(), 18 + 20 + 43 + 1);
 }
@@ -139,9 +139,9 @@ void TestIdentityText::lengthThatGoesBackEndsWithTheCount()
 void TestIdentityText::everyLengthAndCountEnds()
 {
     for (int length = 0; length <= 0xFF; ++length) {
-        FrameBuffer reply;
+        rtu::FrameBuffer reply;
         reply.fill(static_cast<std::uint8_t>(length));
-        const QByteArray text = identityText(1, reply);
+        const QByteArray text = rtu::identityText(1, reply);
         QVERIFY(text.startsWith("Address:001(0x01)\n"));
         QVERIFY(text.size() <= 18 + 255 * (19 + 127 + 1));
     }

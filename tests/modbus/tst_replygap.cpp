@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
+#include "tests/modbus/panelthread.h"
 #include "tests/modbus/seriallink.h"
 #include "tests/support/outputcapture.h"
 #include "tests/support/panelprocess.h"
 #include "tests/support/testcase.h"
 
 #include <QElapsedTimer>
+#include <QTimer>
+
+#include <utility>
 
 namespace {
 
@@ -35,6 +39,9 @@ private slots:
     void withAGapTheRestIsAwaited_data();
     void withAGapTheRestIsAwaited();
     void aPauseLongerThanTheGapEndsTheReply();
+    void aReplyThatDribblesHasAnEnd();
+    void aReplyMayPauseTwice();
+    void bytesThatComeAsTheGapEnds();
     void pacedLines_data();
     void pacedLines();
     void exceptionsOnPacedLines_data();
@@ -122,6 +129,71 @@ void ReplyGapTest::aPauseLongerThanTheGapEndsTheReply()
     const qint64 elapsed = timer.elapsed();
     QVERIFY2(elapsed >= PauseMs + 200 && elapsed < 200 + SlackMs, qPrintable(QString::number(elapsed)));
     QCOMPARE(link.events.take(), (QStringList{ChunkWritten, CrcError}));
+}
+
+// Each byte comes well within the gap, but the whole reply would take half a minute.
+void ReplyGapTest::aReplyThatDribblesHasAnEnd()
+{
+    constexpr int GapMs = 500;
+    constexpr std::size_t Size = 250;
+    PanelThread panel([](simulator::ByteView) {
+        simulator::Schedule schedule{{{0, simulator::Bytes(10, 0xFF)}}};
+        while (schedule.bursts.size() < Size)
+            schedule.bursts.push_back({100'000, {0xFF}});
+        return schedule;
+    });
+    SerialLink link(panel.path());
+    link.modbus.setReplyGap(GapMs);
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(link.writeChunk(), 104);
+    const qint64 elapsed = timer.elapsed();
+    const PanelThread::Exchange exchange = panel.exchange();
+    QVERIFY2(exchange.pieces < int{Size}, "the whole reply was awaited");
+    if (!stoodStill(exchange, GapMs) || exchange.longestPause < std::chrono::milliseconds(GapMs))
+        QVERIFY2(elapsed >= PauseMs + Modbus::LongestReplyMs + Modbus::GapsPerReply * GapMs,
+                 qPrintable(QString::number(elapsed)));
+    QCOMPARE(link.events.take(), (QStringList{ChunkWritten, CrcError}));
+}
+
+void ReplyGapTest::aReplyMayPauseTwice()
+{
+    constexpr int GapMs = 400;
+    PanelThread panel([](simulator::ByteView request) {
+        const auto piece = [request](std::size_t first, std::size_t end) {
+            return simulator::Bytes(request.begin() + static_cast<std::ptrdiff_t>(first),
+                                    request.begin() + static_cast<std::ptrdiff_t>(end));
+        };
+        return simulator::Schedule{
+            {{0, piece(0, 8)}, {350'000, piece(8, 16)}, {350'000, piece(16, request.size())}}};
+    });
+    // A busy machine may make a pause longer than the gap; then it is no such reply.
+    for (int attempt = 1;; ++attempt) {
+        SerialLink link(panel.path());
+        link.modbus.setReplyGap(GapMs);
+        const qint32 result = link.writeChunk();
+        if (stoodStill(panel.waitForExchange(attempt), GapMs))
+            continue;
+        QCOMPARE(result, 0);
+        return;
+    }
+}
+
+// Its thread may be late, so the link looks once more before it takes the reply for ended.
+void ReplyGapTest::bytesThatComeAsTheGapEnds()
+{
+    const QByteArray reply = QByteArray::fromHex("01030000000AC5CD");
+    Pty pty;
+    SerialLink link(pty.path());
+    link.modbus.setReplyGap(100);
+    bool gapEnded = false;
+    connect(link.modbus.findChild<QTimer *>(), &QTimer::timeout, this, [&] {
+        if (!std::exchange(gapEnded, true))
+            pty.send(reply.mid(4));
+    });
+    pty.answer(reply.left(4));
+    QCOMPARE(link.writeChunk(), 0);
+    QVERIFY(gapEnded);
 }
 
 void ReplyGapTest::pacedLines_data()

@@ -6,8 +6,6 @@
 
 #include <QElapsedTimer>
 
-#include <limits>
-
 /// How a transaction judges its reply, over a serial line.
 class TestTransaction : public TestCase
 {
@@ -30,8 +28,10 @@ private slots:
     void readDeviceIdPrintsTheIdentity();
     void readDeviceIdPrintsNothingOnFailure();
     void readDeviceIdPrintsNothingForABroadcast();
-    void refusedLengthSendsNothing_data();
-    void refusedLengthSendsNothing();
+    void aShortIdentityBehindALongerOne();
+    void anythingButTheEchoIsRefusedOnRequest_data();
+    void anythingButTheEchoIsRefusedOnRequest();
+    void everyByteOfTheEchoCounts();
 };
 
 namespace {
@@ -264,24 +264,87 @@ void TestTransaction::readDeviceIdPrintsNothingForABroadcast()
     QCOMPARE(pty.take().toHex().left(10), QByteArray("002b0e0100"));
 }
 
-void TestTransaction::refusedLengthSendsNothing_data()
+// A reply may count more objects than it holds: here the third is made of its CRC, 55 00, and the others lie
+// behind it, where zeros are read and nothing of the reply before.
+void TestTransaction::aShortIdentityBehindALongerOne()
 {
-    QTest::addColumn<int>("length");
-
-    QTest::newRow("negative") << -2;
-    QTest::newRow("one register too many") << 246;
-    QTest::newRow("far too many") << std::numeric_limits<int>::max();
-}
-
-void TestTransaction::refusedLengthSendsNothing()
-{
-    QFETCH(int, length);
     Pty pty;
     SerialLink link(pty.path());
-    const std::uint8_t data = 0;
-    QCOMPARE(link.modbus.writeFileRecord(nullptr, 80, 0, 0, length, &data), 1);
-    QVERIFY(!pty.waitForBytes(0));
-    QCOMPARE(link.events.take(), QStringList());
+    const auto identity = [&](const QByteArray &reply) {
+        pty.take();
+        pty.answer(withCrc(reply));
+        OutputCapture output;
+        return link.modbus.readDeviceId(nullptr, 80, 1, 0) == 0 ? output.finish() : QByteArray();
+    };
+    const QByteArray header = QByteArray::fromHex("502B0E01810000");
+    QVERIFY(identity(header + QByteArray("\x03\x00\x09Norvantic\x01\x08ZEPHYRIN\x02\x03"
+                                         "1.0",
+                                         27))
+                .contains("ZEPHYRIN"));
+    QCOMPARE(identity(header + QByteArray("\x05\x01\x04ZEP$\x02\x03"
+                                          "0.0",
+                                          12)),
+             QByteArray("Address:080(0x50)\n"
+                        "   Product Code  : ZEP$\n"
+                        "   Version       : 0.0\n"
+                        "\n"
+                        "   Vendor        : \n"
+                        "   Vendor        : \n"));
+}
+
+void TestTransaction::anythingButTheEchoIsRefusedOnRequest_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QByteArray>("reply");
+    QTest::addColumn<bool>("isEcho");
+
+    const QByteArray small = countingBytes(0, 32);
+    const QByteArray large = countingBytes(0, 128); // its echo has no end by its byte count
+    const QByteArray other = countingBytes(1, 32);
+    QTest::newRow("echo") << small << requestWith(small) << true;
+    QTest::newRow("echo, large") << large << requestWith(large) << true;
+    QTest::newRow("other data") << small << requestWith(other) << false;
+    QTest::newRow("beginning of it, with a CRC") << small << withCrc(requestWith(small).left(20)) << false;
+    // A frame, its CRC and two zero bytes have a good CRC again.
+    QTest::newRow("two zero bytes behind it") << large << requestWith(large) + QByteArray(2, '\0') << false;
+    QTest::newRow("another function") << small << QByteArray::fromHex("01030000000AC5CD") << false;
+}
+
+void TestTransaction::anythingButTheEchoIsRefusedOnRequest()
+{
+    QFETCH(const QByteArray, data);
+    QFETCH(const QByteArray, reply);
+    QFETCH(const bool, isEcho);
+    const QString text =
+        QStringLiteral("error: The panel's reply to record 0 is not the echo of the request");
+    for (const bool checked : {false, true}) {
+        Pty pty;
+        SerialLink link(pty.path());
+        link.modbus.setReplyChecked(checked);
+        pty.answer(reply);
+        const bool refused = checked && !isEcho;
+        QCOMPARE(link.modbus.writeFileRecord(nullptr, 80, 0, 0, static_cast<qint32>(data.size()),
+                                             byteView(data).data()),
+                 refused ? int{MB_NO_ECHO} : 0);
+        QCOMPARE(link.events.take().mid(1), refused ? QStringList{text} : QStringList());
+    }
+}
+
+void TestTransaction::everyByteOfTheEchoCounts()
+{
+    const QByteArray data = countingBytes(0, 4);
+    const QByteArray request = requestWith(data);
+    for (qsizetype i = 0; i < request.size() - rtu::CrcSize; ++i) {
+        if (i == 1 || i == 2) // another function or byte count has no such end
+            continue;
+        QByteArray changed = request.left(request.size() - rtu::CrcSize);
+        changed[i] = static_cast<char>(changed[i] ^ 1);
+        Pty pty;
+        SerialLink link(pty.path());
+        link.modbus.setReplyChecked(true);
+        pty.answer(withCrc(changed));
+        QCOMPARE(link.modbus.writeFileRecord(nullptr, 80, 0, 0, 4, byteView(data).data()), int{MB_NO_ECHO});
+    }
 }
 
 QTEST_GUILESS_MAIN(TestTransaction)

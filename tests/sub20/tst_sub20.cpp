@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "sub20/sub20.h"
 #include "tests/support/bytes.h"
-#include "tests/support/eventlog.h"
+#include "tests/support/messagelog.h"
 #include "tests/support/scriptedsub20.h"
 #include "tests/support/testcase.h"
 
@@ -72,7 +72,7 @@ QString text(const char *latin1)
 void TestSub20::functionsOfATableNeedNoSearch()
 {
     const ScriptedSub20 scripted;
-    const EventLog log;
+    const MessageLog log;
     Sub20 adapter(ScriptedSub20::functions());
     const sub_handle handle = adapter.open(nullptr);
     QVERIFY(handle != nullptr);

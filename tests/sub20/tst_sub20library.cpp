@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "sub20/sub20.h"
-#include "tests/support/eventlog.h"
+#include "tests/support/messagelog.h"
 #include "tests/support/testcase.h"
 
 #include <QDir>
@@ -47,7 +47,7 @@ private:
     /// Searches for an adapter, finds none, and gives the one line that this has to log.
     static QString refusal()
     {
-        EventLog log;
+        MessageLog log;
         const sub_device device = Sub20::instance().findDevices(nullptr);
         const QStringList lines = log.take();
         [&] { QCOMPARE(device, sub_device()); }();
@@ -146,7 +146,7 @@ void TestSub20Library::missingSymbolIsNamed()
 void TestSub20Library::goodLibraryIsTakenAtTheNextSearch()
 {
     install(content(simulator()));
-    EventLog log;
+    MessageLog log;
     QVERIFY(Sub20::instance().findDevices(nullptr) != nullptr);
     const sub_handle handle = Sub20::instance().open(nullptr);
     QVERIFY(handle != nullptr);
@@ -157,7 +157,7 @@ void TestSub20Library::goodLibraryIsTakenAtTheNextSearch()
 void TestSub20Library::libraryStaysWhenItsFileGoes()
 {
     QVERIFY(!QFile::exists(libraryFile()));
-    EventLog log;
+    MessageLog log;
     QVERIFY(Sub20::instance().findDevices(nullptr) != nullptr);
     QCOMPARE(log.take(), QStringList());
 }

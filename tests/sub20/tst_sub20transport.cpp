@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "modbus/modbus.h"
 #include "tests/support/bytes.h"
-#include "tests/support/eventlog.h"
+#include "tests/support/messagelog.h"
 #include "tests/support/outputcapture.h"
 #include "tests/support/simulatedadapter.h"
 #include "tests/support/testcase.h"
@@ -65,7 +65,7 @@ public:
     }
 
     SimulatedAdapter adapter;
-    EventLog events;
+    MessageLog events;
     Modbus modbus;
     sub_handle handle = nullptr;
 };

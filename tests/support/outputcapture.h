@@ -9,17 +9,17 @@
 
 #include <cstdio>
 
-/// Catches what this process writes to its standard output. The test's own messages go there as well: compare
-/// only after finish().
+/// Catches what this process writes to its standard output, or to its standard error. The test's own messages
+/// go to the standard output as well: compare only after finish().
 class OutputCapture
 {
 public:
-    OutputCapture()
+    explicit OutputCapture(std::FILE *captured = stdout) : stream(captured)
     {
-        std::fflush(stdout);
+        std::fflush(stream);
         QVERIFY(file.open());
-        saved = ::dup(STDOUT_FILENO);
-        QVERIFY(saved >= 0 && ::dup2(file.handle(), STDOUT_FILENO) >= 0);
+        saved = ::dup(::fileno(stream));
+        QVERIFY(saved >= 0 && ::dup2(file.handle(), ::fileno(stream)) >= 0);
     }
     ~OutputCapture() { finish(); }
     OutputCapture(const OutputCapture &) = delete;
@@ -29,8 +29,8 @@ public:
     QByteArray finish()
     {
         if (saved >= 0) {
-            std::fflush(stdout);
-            ::dup2(saved, STDOUT_FILENO);
+            std::fflush(stream);
+            ::dup2(saved, ::fileno(stream));
             ::close(saved);
             saved = -1;
         }
@@ -39,6 +39,7 @@ public:
     }
 
 private:
+    std::FILE *stream;
     QTemporaryFile file;
     int saved = -1;
 };

@@ -5,6 +5,7 @@
 #include "tests/support/mockdevices.h"
 #include "tests/support/settingsfolder.h"
 #include "tests/support/windowprobe.h"
+#include "trace/logbrowser.h"
 
 #include <QFile>
 #include <QPushButton>
@@ -21,10 +22,15 @@ public:
     SettingsFolder settings;
     MockDevices devices;
 
+    WindowBench() = default;
+    ~WindowBench() { end(); }
+    WindowBench(const WindowBench &) = delete;
+    WindowBench &operator=(const WindowBench &) = delete;
+
     /// Makes the window, as at the start of the program; one that was there before is closed first.
     MainWindow &start()
     {
-        current.reset();
+        end();
         current = std::make_unique<MainWindow>();
         return *current;
     }
@@ -73,6 +79,13 @@ public:
     QString path() const { return folder.path(); }
 
 private:
+    /// The end of the program, with which the log browser goes as well.
+    void end()
+    {
+        close();
+        delete logBrowser;
+    }
+
     QTemporaryDir folder;
     std::unique_ptr<MainWindow> current;
 };

@@ -80,6 +80,7 @@ private slots:
     void connectionMenu();
     void updateThatSucceeds();
     void updateThatFails();
+    void traceOfFailures();
     void halfway();
     void scaled();
     void dark();
@@ -92,6 +93,10 @@ private:
     QRect mainArea() const { return areaOf(program().mainWindow()); }
     /// Plugs in the panel's port, and has the image that goes there chosen.
     void connectTo(const PanelProcess &panel, int records = Records) const;
+    Accessible trace() const { return program().window(QStringLiteral("Trace")); }
+    void showTrace() const;
+    /// Tries an update that ends in an error box, and closes it.
+    void updateInVain() const;
     /// Updates half-way, takes a picture, and pulls the line.
     void takeHalfway(const char *name) const;
 
@@ -147,6 +152,21 @@ void SystemPictures::connectionMenu()
     program().press(QStringLiteral("Escape"));
 }
 
+void SystemPictures::showTrace() const
+{
+    program().press(QStringLiteral("ctrl+shift+bracketright"));
+    QTRY_VERIFY(!trace().isNull());
+    program().raise(program().mainWindow());
+}
+
+void SystemPictures::updateInVain() const
+{
+    pressUpdateButton();
+    QTRY_VERIFY(!program().boxTexts().isEmpty());
+    program().closeBox();
+    waitForEndOfUpdate();
+}
+
 void SystemPictures::updateThatSucceeds()
 {
     constexpr int FewRecords = 12;
@@ -154,10 +174,7 @@ void SystemPictures::updateThatSucceeds()
     connectTo(panel, FewRecords);
     startProgram();
     take("ready", mainArea());
-    program().press(QStringLiteral("ctrl+shift+bracketright"));
-    const auto trace = [this] { return program().window(QStringLiteral("Trace")); };
-    QTRY_VERIFY(!trace().isNull());
-    program().raise(program().mainWindow());
+    showTrace();
     const QRect window = mainArea();
     pressUpdateButton();
     QTRY_COMPARE_WITH_TIMEOUT(program().percent(), Full, UpdateTimeoutMs);
@@ -180,6 +197,22 @@ void SystemPictures::updateThatFails()
     take("error", areaOf(program().box()));
     program().closeBox();
     waitForEndOfUpdate();
+}
+
+// The panel refuses a record; then its port is gone.
+void SystemPictures::traceOfFailures()
+{
+    const PanelProcess panel({QStringLiteral("--exception"), QStringLiteral("4"),
+                              QStringLiteral("--from-record"), QStringLiteral("3")});
+    connectTo(panel);
+    startProgram();
+    showTrace();
+    chooseImage(turn->imageFile());
+    updateInVain();
+    devices().unlinkNode(Port);
+    updateInVain();
+    program().raise(trace());
+    take("trace-levels", areaOf(trace()));
 }
 
 void SystemPictures::takeHalfway(const char *name) const

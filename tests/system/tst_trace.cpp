@@ -2,6 +2,7 @@
 #include "tests/system/systemtest.h"
 
 #include <QFile>
+#include <QImage>
 #include <QTest>
 
 using Role = Accessible::Role;
@@ -25,6 +26,7 @@ private slots:
     void aSecondHotKeyDoesTheSame();
     void closedTraceGoesOnUnseen();
     void traceOfAnUpdate();
+    void traceGoesWithItsWindow();
     void traceIsSavedAndCleared();
     void traceThatCannotBeSavedIsReported();
 
@@ -142,6 +144,27 @@ void SystemTrace::traceOfAnUpdate()
     const QStringList lines(Records, QStringLiteral("44 bytes written..."));
     QTRY_COMPARE(trace(), lines.join(u'\n'));
     waitForEndOfUpdate();
+}
+
+// The program ends only when the loader has given up its silent panel.
+void SystemTrace::traceGoesWithItsWindow()
+{
+    const QImage emptyDesktop = desktop->picture();
+    const PanelProcess panel({QStringLiteral("--silent")});
+    plugIn(panel);
+    rememberImage(RecordSize);
+    startProgram();
+    showTrace();
+    program().raise(program().mainWindow());
+    pressUpdateButton();
+    QTRY_COMPARE(trace(), QStringLiteral("44 bytes written..."));
+    const QString executable = QStringLiteral("/proc/%1/exe").arg(program().processId());
+    const auto runs = [&] { return !QFile::symLinkTarget(executable).isEmpty(); };
+    QVERIFY(runs());
+    program().press(QStringLiteral("alt+F4"));
+    QTRY_VERIFY_WITH_TIMEOUT(desktop->picture() == emptyDesktop || !runs(), EndTimeoutMs * 2);
+    QVERIFY(runs());
+    QCOMPARE(program().waitForEnd(EndTimeoutMs * 2), ExitCodeOfSuccess);
 }
 
 void SystemTrace::traceIsSavedAndCleared()

@@ -32,19 +32,24 @@ struct Trace
     LogBrowserDialog dialog;
 };
 
+/// Chooses a file and closes the save dialog.
+inline void acceptFile(QFileDialog &dialog, const QString &fileName)
+{
+    // Not QFileDialog::selectFile: the name goes in as the user types it.
+    dialog.findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(fileName);
+    QMetaObject::invokeMethod(&dialog, "accept");
+}
+
 /// Chooses a file in the save dialogs; an empty name cancels them.
 class SaveChoice
 {
 public:
     explicit SaveChoice(const QString &fileName)
         : watch([fileName](QFileDialog &dialog) {
-              // Not QFileDialog::selectFile: the name goes in as the user types it.
-              if (fileName.isEmpty()) {
+              if (fileName.isEmpty())
                   dialog.reject();
-                  return;
-              }
-              dialog.findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(fileName);
-              QMetaObject::invokeMethod(&dialog, "accept");
+              else
+                  acceptFile(dialog, fileName);
           })
     {
     }

@@ -41,6 +41,13 @@ inline QtMessageHandler currentHandler()
     return handler;
 }
 
+/// Qt's own message handler.
+inline QtMessageHandler defaultHandler()
+{
+    const QtMessageHandler handler = qInstallMessageHandler(nullptr);
+    return qInstallMessageHandler(handler);
+}
+
 /// Puts back what a test has left installed.
 class HandlerGuard
 {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "trace/logbrowser.h"
 
+#include "tests/support/messagelog.h"
+#include "tests/support/outputcapture.h"
 #include "tests/support/simulatedadapter.h"
 #include "tests/support/testcase.h"
 #include "tests/support/windowbench.h"
@@ -24,6 +26,7 @@ void pressHotKey(QWidget &widget)
 
 } // namespace
 
+/// Where messages go: to the trace while it is switched on, and nowhere else.
 class LogBrowserTest : public TestCase
 {
     Q_OBJECT
@@ -41,10 +44,14 @@ private slots:
     void messagesOfAThreadKeepTheirOrder();
 
     void aWindowStartsWithoutTrace();
-    void aNewWindowReplacesTheBrowser();
+    void aSecondWindowLeavesTheFirstBrowser();
+    void theTraceGoesWithTheWindow();
+    void theHotKeyWithoutABrowser();
+    void refusedOptionsAreLoggedWheneverTheTraceIsSwitchedOn();
     void theHotKeyTurnsTheTraceOnAndOff();
     void messagesLoggedBeforeAreNotShown();
     void theHotKeyWorksInTheDialog();
+    void controlDIsNoHotKey();
     void aClosedDialogAndTheHotKey();
     void aClosedDialogGoesOnCollecting();
     void theUploadsMessagesAreShown();
@@ -122,12 +129,21 @@ void LogBrowserTest::hidingTogglesTheDialog()
 void LogBrowserTest::withoutBrowserAMessageIsDropped()
 {
     const HandlerGuard guard;
+    const QWidget window;
     delete logBrowser;
-    QVERIFY(!logBrowser);
+    const MessageLog handlerBefore;
+    OutputCapture output(stderr);
     qInstallMessageHandler(logMessageHandler);
     qDebug("dropped");
     qCritical("dropped, too");
-    QVERIFY(!logBrowser);
+    QCOMPARE(output.finish(), QByteArray());
+    QCOMPARE(handlerBefore.texts(), QStringList());
+
+    logBrowser = new LogBrowser(&window);
+    qDebug("shown");
+    QCoreApplication::processEvents();
+    QCOMPARE(shownLines(), QStringList({QStringLiteral("shown")}));
+    delete logBrowser;
 }
 
 void LogBrowserTest::aBrowserThatIsGoneDropsMessages()
@@ -136,15 +152,22 @@ void LogBrowserTest::aBrowserThatIsGoneDropsMessages()
     const QWidget window;
     delete logBrowser;
     logBrowser = new LogBrowser(&window);
+    const MessageLog handlerBefore;
     qInstallMessageHandler(logMessageHandler);
     qDebug("shown");
     QCoreApplication::processEvents();
     QCOMPARE(shownLines(), QStringList({QStringLiteral("shown")}));
     qDebug("still on its way");
     delete logBrowser;
+    OutputCapture output(stderr);
     qDebug("dropped");
+    QCOMPARE(output.finish(), QByteArray());
+    QCOMPARE(handlerBefore.texts(), QStringList());
+
+    logBrowser = new LogBrowser(&window);
     QCoreApplication::processEvents();
-    QVERIFY(!findDialog());
+    QCOMPARE(shownLines(), QStringList());
+    delete logBrowser;
 }
 
 void LogBrowserTest::everyTypeReachesTheDialog()
@@ -207,16 +230,69 @@ void LogBrowserTest::aWindowStartsWithoutTrace()
     QVERIFY(findDialog()->isHidden());
 }
 
-void LogBrowserTest::aNewWindowReplacesTheBrowser()
+void LogBrowserTest::aSecondWindowLeavesTheFirstBrowser()
 {
     WindowBench bench;
     bench.start();
     const QPointer<LogBrowser> first = logBrowser;
     bench.close();
     QVERIFY(first); // it outlives its window
-    bench.start();
-    QVERIFY(!first);
-    QVERIFY(findDialog());
+    {
+        const MainWindow second;
+        QVERIFY(first);
+        QVERIFY(logBrowser);
+        QVERIFY(logBrowser != first);
+    }
+    delete first;
+}
+
+// Closing may take as long as a loader waits for its panel.
+void LogBrowserTest::theTraceGoesWithTheWindow()
+{
+    const HandlerGuard guard;
+    WindowBench bench;
+    MainWindow &window = bench.start();
+    window.show();
+    window.logHotKeyPressed();
+    QVERIFY(findDialog()->isVisible());
+    QVERIFY(window.close());
+    QVERIFY(findDialog()->isHidden());
+    QVERIFY(window.close());
+    QVERIFY(findDialog()->isHidden());
+}
+
+void LogBrowserTest::theHotKeyWithoutABrowser()
+{
+    const HandlerGuard guard;
+    WindowBench bench;
+    MainWindow &window = bench.start();
+    delete logBrowser;
+    window.close();
+    window.logHotKeyPressed();
+    QVERIFY(logHandlerInstalled);
+    QVERIFY(currentHandler() == logMessageHandler);
+    window.logHotKeyPressed();
+    QVERIFY(!logHandlerInstalled);
+    QVERIFY(currentHandler() == defaultHandler());
+}
+
+void LogBrowserTest::refusedOptionsAreLoggedWheneverTheTraceIsSwitchedOn()
+{
+    const HandlerGuard guard;
+    WindowBench bench;
+    bench.settings.setValue(QStringLiteral("options/reply_gap"), QStringLiteral("fast"));
+    bench.settings.setValue(QStringLiteral("options/check_reply"), QStringLiteral("true"));
+    MainWindow &window = bench.start();
+    const auto shownOptions = [] { return shownLines().filter(QStringLiteral("options/")); };
+    QStringList expected;
+    for (int times = 0; times < 2; ++times) {
+        window.logHotKeyPressed();
+        expected += QStringLiteral("options/reply_gap is not used, its value is no good: fast");
+        QTRY_COMPARE(shownOptions(), expected);
+        window.logHotKeyPressed();
+        QCoreApplication::processEvents();
+        QCOMPARE(shownOptions(), expected);
+    }
 }
 
 void LogBrowserTest::theHotKeyTurnsTheTraceOnAndOff()
@@ -240,7 +316,7 @@ void LogBrowserTest::theHotKeyTurnsTheTraceOnAndOff()
         pressHotKey(window);
         QVERIFY(findDialog()->isHidden());
         QVERIFY(!logHandlerInstalled);
-        QVERIFY(currentHandler() != logMessageHandler);
+        QVERIFY(currentHandler() == defaultHandler()); // not the one before
         qDebug("unseen");
         QCoreApplication::processEvents();
         QVERIFY(!shownLines().contains(QStringLiteral("unseen")));
@@ -273,6 +349,28 @@ void LogBrowserTest::theHotKeyWorksInTheDialog()
     pressHotKey(dialog);
     QVERIFY(dialog.isHidden());
     QVERIFY(!logHandlerInstalled);
+}
+
+void LogBrowserTest::controlDIsNoHotKey()
+{
+    const HandlerGuard guard;
+    WindowBench bench;
+    MainWindow &window = bench.start();
+    window.show();
+    window.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    QTest::keyClick(&window, Qt::Key_D, Qt::ControlModifier);
+    QVERIFY(findDialog()->isHidden());
+
+    window.logHotKeyPressed();
+    LogBrowserDialog &dialog = *findDialog();
+    dialog.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&dialog));
+    for (QWidget *const focused : {static_cast<QWidget *>(&dialog), dialog.focusWidget()}) {
+        QTest::keyClick(focused, Qt::Key_D, Qt::ControlModifier);
+        QVERIFY(dialog.isVisible());
+        QVERIFY(logHandlerInstalled);
+    }
 }
 
 void LogBrowserTest::aClosedDialogAndTheHotKey()

@@ -14,6 +14,7 @@
 #include <QTextBrowser>
 #include <QVBoxLayout>
 
+/// The trace window by itself: how it looks, what it shows, and what its buttons do.
 class LogBrowserDialogTest : public TestCase
 {
     Q_OBJECT
@@ -23,11 +24,13 @@ private slots:
     void theWindow();
     void theLayout();
     void theButtons();
+    void enterPressesNoButton();
     void theStyleSheetIsCopiedOnce();
 
     void messages_data();
     void messages();
     void eachMessageIsAParagraph();
+    void eachMessageIsShownAtOnce();
     void markupIsRendered();
     void clearing();
     void theTextCannotBeEdited();
@@ -97,6 +100,27 @@ void LogBrowserDialogTest::theButtons()
     }
 }
 
+void LogBrowserDialogTest::enterPressesNoButton()
+{
+    Trace trace;
+    trace.log("one");
+    ModalWatch<QFileDialog> saveDialogs([](const QFileDialog &) {});
+    trace.dialog.show();
+    trace.dialog.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&trace.dialog));
+    for (QWidget *const focused :
+         {static_cast<QWidget *>(&trace.dialog), static_cast<QWidget *>(&trace.browser()),
+          static_cast<QWidget *>(&trace.button(QStringLiteral("Clear"))),
+          static_cast<QWidget *>(&trace.button(QStringLiteral("Save Trace")))}) {
+        focused->setFocus();
+        for (const Qt::Key enter : {Qt::Key_Return, Qt::Key_Enter})
+            QTest::keyClick(focused, enter);
+        QCOMPARE(trace.text(), QStringLiteral("one"));
+    }
+    QCOMPARE(saveDialogs.count(), 0);
+    QVERIFY(trace.dialog.isVisible());
+}
+
 void LogBrowserDialogTest::theStyleSheetIsCopiedOnce()
 {
     QWidget window;
@@ -123,6 +147,7 @@ void LogBrowserDialogTest::messages_data()
     QTest::newRow("info") << 4 << busy << busy;
     QTest::newRow("5 is no type") << 5 << busy << QString();
     QTest::newRow("7 is no type") << 7 << busy << QString();
+    QTest::newRow("-1 is no type") << -1 << busy << QString();
     QTest::newRow("placeholders, debug") << 0 << placeholders << placeholders;
     QTest::newRow("placeholders, warning") << 1 << placeholders << QStringLiteral("— WARNING: %1 of %2");
     QTest::newRow("blanks") << 4 << blanks << blanks;
@@ -151,6 +176,16 @@ void LogBrowserDialogTest::eachMessageIsAParagraph()
     trace.log("three");
     QCOMPARE(trace.text(), QStringLiteral("one\ntwo\n\nthree"));
     QCOMPARE(trace.browser().document()->blockCount(), 4);
+}
+
+void LogBrowserDialogTest::eachMessageIsShownAtOnce()
+{
+    constexpr int Messages = 5000;
+    Trace trace;
+    for (int count = 1; count <= Messages; ++count) {
+        trace.log("another one");
+        QCOMPARE(trace.browser().document()->blockCount(), count);
+    }
 }
 
 void LogBrowserDialogTest::markupIsRendered()

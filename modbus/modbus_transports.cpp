@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Modbus: one request out and one reply in, over a SUB-20's RS-485 port or a serial port.
 #include "modbus/modbus.h"
+#include "modbus/porterror.h"
 
+#include <QDeadlineTimer>
 #include <QDebug>
-#include <QSerialPort>
 #include <QThread>
 #include <QTimer>
 
@@ -12,6 +13,8 @@
 #include <cstdio>
 #include <cstring>
 #include <span>
+
+using rtu::BroadcastAddress;
 
 namespace {
 
@@ -28,36 +31,37 @@ constexpr std::size_t RsReceiveSize = 62;
 constexpr unsigned long RequestPauseMs = 50;
 constexpr int WriteTimeoutMs = 500;
 constexpr int ReplyTimeoutMs = 10000;
-constexpr unsigned long FirstBytePauseMs = 2;
-constexpr qint32 LongestReply = 255;
+constexpr int FirstBytePauseMs = 2;
 
 } // namespace
 
 void Modbus::setSerialPort(QSerialPort *port)
 {
+    if (serialPort)
+        disconnect(serialPort, &QSerialPort::errorOccurred, this, &Modbus::noteError);
     serialPort = port;
-    // A port that is pulled out reports it again and again, and no reply will come: the wait ends at once.
-    connect(port, &QSerialPort::errorOccurred, this, [this] {
-        if (lineIsGone())
-            replyLoop.exit(0);
-    });
+    if (port)
+        connect(port, &QSerialPort::errorOccurred, this, &Modbus::noteError);
 }
 
-bool Modbus::lineIsGone() const
+/// A port that is pulled out reports it again and again, and no reply will come: the wait ends at once.
+void Modbus::noteError(QSerialPort::SerialPortError error)
 {
-    const QSerialPort::SerialPortError error = serialPort->error();
-    return error == QSerialPort::ResourceError || error == QSerialPort::ReadError;
+    if (!serialPort->isOpen() || !isLineGone(error))
+        return;
+    lineGone = true;
+    if (awaitingReply)
+        replyLoop.exit(0);
 }
 
-qint32 Modbus::xferSub20(sub_handle handle, qint32 requestLength, qint32 timeoutMs)
+std::int32_t Modbus::xferSub20(sub_handle handle, std::int32_t requestLength, std::int32_t timeoutMs)
 {
-    Sub20 &library = Sub20::instance();
     // Whether the adapter accepted the times is not looked at: the exchange shows it.
-    library.rsTiming(handle, RsTimingFlags, RsTransmitSpacingUs, timeoutMs * MicrosecondsPerMillisecond,
-                     RsInterByteTimeoutUs);
+    adapter->rsTiming(handle, RsTimingFlags, RsTransmitSpacingUs, timeoutMs * MicrosecondsPerMillisecond,
+                      RsInterByteTimeoutUs);
     const auto request = std::span(requestBuffer).first(static_cast<std::size_t>(requestLength));
     const auto [count, errorText] =
-        library.rsXfer(handle, request, std::span(replyBuffer).first(RsReceiveSize));
+        adapter->rsXfer(handle, request, std::span(replyBuffer).first(RsReceiveSize));
     if (count < 0) {
         emit errorString(QStringLiteral("sub_rs_xfer: %1").arg(errorText));
         return count;
@@ -69,8 +73,11 @@ qint32 Modbus::xferSub20(sub_handle handle, qint32 requestLength, qint32 timeout
     return count;
 }
 
-qint32 Modbus::xferCom(qint32 requestLength)
+std::int32_t Modbus::xferCom(std::int32_t requestLength)
 {
+    if (!serialPort || requestLength < 0 || requestLength > static_cast<std::int32_t>(requestBuffer.size()))
+        return -MB_TX_FAILED;
+    lineGone = false;
     serialPort->flush();
     QThread::msleep(RequestPauseMs);
     if (!sendRequest(requestLength))
@@ -78,13 +85,16 @@ qint32 Modbus::xferCom(qint32 requestLength)
     replyBuffer.fill(0);
     if (requestBuffer[0] == BroadcastAddress)
         return 0;
-    // A quick reply can come in while the request is still being written.
-    if (!replyArrived)
+    // A quick reply can begin while the request is still being written. What follows it within the pause
+    // behind a reply's first bytes belongs to it.
+    if (replyArrived)
+        delay(FirstBytePauseMs);
+    else
         awaitBytes(ReplyTimeoutMs);
     return readReply();
 }
 
-bool Modbus::sendRequest(qint32 requestLength)
+bool Modbus::sendRequest(std::int32_t requestLength)
 {
     // What is still to come of an earlier reply is taken in before: it does not end the wait for this one.
     serialPort->waitForReadyRead(0);
@@ -103,45 +113,47 @@ bool Modbus::sendRequest(qint32 requestLength)
 }
 
 /// Returns when bytes come in, when the time is up, or when the line is gone.
-void Modbus::awaitBytes(int timeoutMs)
+void Modbus::awaitBytes(std::int32_t timeoutMs)
 {
-    if (lineIsGone())
+    if (lineGone)
         return;
     replyTimer->start(timeoutMs);
+    awaitingReply = true;
     replyLoop.exec();
+    awaitingReply = false;
     replyTimer->stop();
 }
 
 /// Reads the byte that follows the first `count` bytes of the reply. When the port has none, an incomplete
-/// reply may pause for the reply gap.
-qint64 Modbus::readByte(qint32 count)
+/// reply may pause for the reply gap, but not beyond `replyEnd`.
+qint64 Modbus::readByte(std::int32_t count, const QDeadlineTimer &replyEnd)
 {
     char *const byte = reinterpret_cast<char *>(replyBuffer.data()) + count;
     const qint64 size = serialPort->read(byte, 1);
-    if (size != 0 || replyGap == 0 ||
-        isCompleteException({replyBuffer.data(), static_cast<std::size_t>(count)}))
+    if (size != 0 || replyGap == 0 || rtu::isCompleteException(received(count)))
         return size;
-    awaitBytes(replyGap);
+    awaitBytes(static_cast<std::int32_t>(std::min<qint64>(replyGap, replyEnd.remainingTime())));
     if (serialPort->bytesAvailable() == 0) // this thread may have slept through the gap: one last look
-        replyLoop.processEvents();
+        serialPort->waitForReadyRead(0);
     return serialPort->read(byte, 1);
 }
 
-qint32 Modbus::readReply()
+std::int32_t Modbus::readReply()
 {
+    const QDeadlineTimer replyEnd(LongestReplyMs + GapsPerReply * qint64{replyGap}, Qt::PreciseTimer);
     const qint64 first = serialPort->read(reinterpret_cast<char *>(replyBuffer.data()), 1);
     if (first < 0)
-        return static_cast<qint32>(first);
+        return static_cast<std::int32_t>(first);
     if (first == 0) {
         qDebug("modbus_RTU_COM: rx timeout");
         return -MB_TIMEOUT;
     }
     QThread::msleep(FirstBytePauseMs);
-    qint32 count = 1;
+    std::int32_t count = 1;
     while (count <= LongestReply) {
-        if (isCompleteRecordEcho({replyBuffer.data(), static_cast<std::size_t>(count)}))
+        if (rtu::isCompleteRecordEcho(received(count)))
             return count;
-        if (readByte(count) <= 0)
+        if (readByte(count, replyEnd) <= 0)
             return count;
         ++count;
     }
@@ -149,13 +161,12 @@ qint32 Modbus::readReply()
     return -MB_RX_OVERFLOW;
 }
 
-void Modbus::delay(int ms)
+void Modbus::delay(std::int32_t ms)
 {
     QTimer timer;
     timer.setSingleShot(true);
     timer.setTimerType(Qt::PreciseTimer);
     connect(&timer, SIGNAL(timeout()), &replyLoop, SLOT(quit()));
-    timer.start(ms);
-    while (timer.isActive())
-        replyLoop.exec();
+    timer.start(std::max(ms, 0));
+    replyLoop.exec();
 }
