@@ -10,7 +10,9 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDebug>
+#include <QKeySequence>
 #include <QLabel>
+#include <QList>
 #include <QPalette>
 #include <QProgressBar>
 #include <QPushButton>
@@ -29,9 +31,7 @@ const QString ProgressBarStyle = QStringLiteral(
 
 } // namespace
 
-MainWindow::MainWindow(QWidget *parent) : MainWindow(Hardware(), parent) {}
-
-MainWindow::MainWindow(Hardware lent, QWidget *parent)
+MainWindow::MainWindow(QWidget *parent, Hardware lent)
     : QMainWindow(parent),
       ui(std::make_unique<Ui_MainWindow>()),
       hardware(std::move(lent)),
