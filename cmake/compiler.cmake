@@ -31,3 +31,17 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     add_compile_options("$<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2;-fstack-protector-strong>")
     add_link_options("$<$<CONFIG:Release>:-Wl,-z,relro,-z,now>")
 endif()
+
+# Qt's own strictness, for everything that knows Qt: no conversion that nobody wrote, nothing that Qt has given up.
+add_library(zephyrin_strictqt INTERFACE)
+target_compile_definitions(zephyrin_strictqt INTERFACE
+    QT_NO_CAST_FROM_ASCII
+    QT_NO_CAST_TO_ASCII
+    QT_NO_CAST_FROM_BYTEARRAY
+    QT_NO_URL_CAST_FROM_STRING
+    QT_NO_NARROWING_CONVERSIONS_IN_CONNECT
+    QT_NO_FOREACH
+    QT_NO_JAVA_STYLE_ITERATORS
+    QT_STRICT_ITERATORS
+    QT_USE_QSTRINGBUILDER
+    QT_DISABLE_DEPRECATED_BEFORE=0x060400)

@@ -19,6 +19,6 @@ public:
     const QString &problem() const { return text; }
 
 private:
-    void *module = nullptr;
+    [[maybe_unused]] void *module = nullptr; ///< what Windows gave for it
     QString text;
 };

@@ -1,0 +1,3 @@
+// SPDX-License-Identifier: MIT
+// A library needs a source.
+#include "tests/support/testheaders.h"
