@@ -134,7 +134,6 @@ private:
     sub_handle sub20Handle = nullptr;
     std::atomic<bool> stopRequested = false;
     std::unique_ptr<Emitter> emitter;
-
     const Hardware hardware;
     QLabel *labelAdress = nullptr;
     /// Chooses the layout of the infrared frames.

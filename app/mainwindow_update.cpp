@@ -20,6 +20,19 @@
 #include <QPushButton>
 #include <QSettings>
 
+namespace {
+
+/// Of the bar itself, a screen reader gets the number alone.
+void showBarText(QProgressBar &bar, const QString &text)
+{
+    if (bar.format() == text)
+        return;
+    bar.setFormat(text);
+    bar.setAccessibleDescription(text);
+}
+
+} // namespace
+
 void MainWindow::btnLoadImageClicked()
 {
     imageFileName = QFileDialog::getOpenFileName(nullptr, QStringLiteral("Open firmware image"),
