@@ -29,6 +29,8 @@ private slots:
     void aRebuildKeeps();
     void theAdapterIsKeptToo();
     void aPickedPortComesBack();
+    void whatStandsInIsNotStored_data();
+    void whatStandsInIsNotStored();
     void aShorterNameIsKept_data();
     void aShorterNameIsKept();
     void theFileHoldsNothingMore();
@@ -161,6 +163,41 @@ void PortFollowsMenuTest::aPickedPortComesBack()
     bench.probe().updateConnections();
     QCOMPARE(bench.probe().portName(), PortB);
     QCOMPARE(checked(bench), QStringList(PortB));
+}
+
+void PortFollowsMenuTest::whatStandsInIsNotStored_data()
+{
+    QTest::addColumn<QString>("other");
+    QTest::newRow("another name") << PortA;
+    QTest::newRow("a longer name") << PortB + QStringLiteral("0");
+}
+
+/// Also over an end of the program: what the user picked is picked again when it is back.
+void PortFollowsMenuTest::whatStandsInIsNotStored()
+{
+    QFETCH(const QString, other);
+    WindowBench bench;
+    follow(bench);
+    plugIn(bench, other);
+    const QString id = plugIn(bench, PortB);
+    bench.start(other, {});
+    pick(bench, PortB);
+    bench.devices.remove(id);
+    const auto verifyStandIn = [&] {
+        QCOMPARE(checked(bench), QStringList(other));
+        QCOMPARE(bench.probe().portName(), other);
+        QCOMPARE(bench.settings.value(QStringLiteral("settings/deviceName")).toString(), PortB);
+        QCOMPARE(bench.settings.value(QStringLiteral("settings/port")).toString(), PortB);
+        QCOMPARE(bench.settings.value(QStringLiteral("settings/connection_type")).toInt(), 3);
+    };
+    bench.probe().updateConnections();
+    verifyStandIn();
+    bench.start();
+    verifyStandIn();
+    plugIn(bench, PortB);
+    bench.probe().updateConnections();
+    QCOMPARE(checked(bench), QStringList(PortB));
+    QCOMPARE(bench.probe().portName(), PortB);
 }
 
 void PortFollowsMenuTest::aShorterNameIsKept_data()
