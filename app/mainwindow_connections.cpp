@@ -96,9 +96,9 @@ void MainWindow::activateConnection(QAction *action)
 void MainWindow::storeConnection(const QAction &action)
 {
     // Both names are the entry's text, whatever its type.
-    settings->setValue(SettingsKey::ConnectionType, connectionType);
-    settings->setValue(SettingsKey::Port, action.text());
-    settings->setValue(SettingsKey::DeviceName, action.text());
+    settings->setValue(settingskey::ConnectionType, connectionType);
+    settings->setValue(settingskey::Port, action.text());
+    settings->setValue(settingskey::DeviceName, action.text());
     settings->sync();
 }
 

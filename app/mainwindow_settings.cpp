@@ -30,22 +30,22 @@ void MainWindow::loadSettings()
                                            QStringLiteral("Norvantic"), QStringLiteral("Quorlin"));
     options = readOptions(*settings);
     readConnectionType();
-    portName = settings->value(SettingsKey::Port).toString();
-    deviceName = settings->value(SettingsKey::DeviceName).toString();
+    portName = settings->value(settingskey::Port).toString();
+    deviceName = settings->value(settingskey::DeviceName).toString();
     sub20Handle = nullptr;
     stopRequested = false;
 
-    const QVariant address = settings->value(SettingsKey::Address);
+    const QVariant address = settings->value(settingskey::Address);
     if (address.isNull()) {
         deviceAddress = DefaultDeviceAddress;
-        settings->setValue(SettingsKey::Address, deviceAddress);
+        settings->setValue(settingskey::Address, deviceAddress);
         settings->sync();
     } else {
         deviceAddress = address.toInt();
     }
     spinBoxAdress->setValue(shownDigits(deviceAddress));
 
-    imageFileName = settings->value(SettingsKey::FileName).toString();
+    imageFileName = settings->value(settingskey::FileName).toString();
     if (!imageFileName.isEmpty())
         imageDirectory = QFileInfo(imageFileName).absolutePath();
     lineEdit->setText(imageFileName);
@@ -54,12 +54,12 @@ void MainWindow::loadSettings()
 
 void MainWindow::readConnectionType()
 {
-    connectionType = settings->value(SettingsKey::ConnectionType).toInt();
+    connectionType = settings->value(settingskey::ConnectionType).toInt();
 }
 
 void MainWindow::setAddress(const QString &text)
 {
     deviceAddress = text.toInt(nullptr, Hexadecimal);
-    settings->setValue(SettingsKey::Address, deviceAddress);
+    settings->setValue(settingskey::Address, deviceAddress);
     settings->sync();
 }

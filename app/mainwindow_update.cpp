@@ -38,9 +38,9 @@ void MainWindow::btnLoadImageClicked()
     imageFileName = QFileDialog::getOpenFileName(nullptr, QStringLiteral("Open firmware image"),
                                                  imageDirectory, QStringLiteral("*.INC"));
     if (!imageFileName.isEmpty()) {
-        settings->setValue(SettingsKey::FileName, QDir::current().absoluteFilePath(imageFileName));
+        settings->setValue(settingskey::FileName, QDir::current().absoluteFilePath(imageFileName));
         settings->sync();
-        qDebug().noquote() << settings->value(SettingsKey::FileName).toString();
+        qDebug().noquote() << settings->value(settingskey::FileName).toString();
         lineEdit->setText(imageFileName);
     }
     updBtn->setEnabled(true);

@@ -4,7 +4,7 @@
 #include <QString>
 
 /// The keys of the settings file. Technicians and their instructions know them.
-namespace SettingsKey {
+namespace settingskey {
 
 inline const QString ConnectionType = QStringLiteral("settings/connection_type");
 inline const QString Port = QStringLiteral("settings/port");
@@ -15,4 +15,4 @@ inline const QString FileName = QStringLiteral("settings/filename");
 /// The group of the keys that are read and never written.
 inline const QString OptionsGroup = QStringLiteral("options/");
 
-} // namespace SettingsKey
+} // namespace settingskey

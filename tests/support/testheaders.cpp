@@ -1,3 +1,0 @@
-// SPDX-License-Identifier: MIT
-// A library needs a source.
-#include "tests/support/testheaders.h"
