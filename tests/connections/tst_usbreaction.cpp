@@ -6,12 +6,15 @@
 #include "tests/support/simulatedadapter.h"
 #include "tests/support/testcase.h"
 #include "tests/support/windowbench.h"
+#include "update/emitter.h"
 
 #include <QAction>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
+#include <QScopeGuard>
+#include <QSemaphore>
 #include <QSignalSpy>
 
 using Kind = UsbEvent::Kind;
@@ -62,6 +65,10 @@ private slots:
     void adapterIsPulledOut();
     void serialPortComesAndGoes();
     void twoPortsOfOneVendor();
+    void twoPortsOfOneDevice();
+    void manyPortsAtOnce();
+    void portThatIsNoneOfTheMenusLeaves();
+    void lostEventsTakeOneLook();
     void unrelatedDevices();
     void theStoredPortIsTakenWhenItComes();
     void theButtonFollowsDevices();
@@ -318,6 +325,82 @@ void UsbReactionTest::twoPortsOfOneVendor()
     QCOMPARE(entries(bench), all);
 }
 
+/// One cable with two ports: two runs when it comes, by the first port's notice, and two when it goes.
+void UsbReactionTest::twoPortsOfOneDevice()
+{
+    const SimulatedAdapter adapter(0);
+    WindowBench bench;
+    bench.start();
+    const QString id = bench.devices.addUsbDevice(ConverterVendorId, 0x6001);
+    catchUp(bench);
+    const int before = runs(adapter);
+    bench.devices.addPortOf(id, Port0, Converter);
+    bench.devices.addPortOf(id, Port1, Converter);
+    catchUp(bench);
+    QCOMPARE(entries(bench), QStringList({u'[' + Port0 + u']', Port1}));
+    QCOMPARE(runs(adapter), before + 2);
+    bench.devices.remove(id);
+    catchUp(bench);
+    QCOMPARE(entries(bench), QStringList());
+    QCOMPARE(runs(adapter), before + 4);
+}
+
+/// Eight ports on two chips: each chip stands for eight ports, and so does the one port's notice that comes
+/// first.
+void UsbReactionTest::manyPortsAtOnce()
+{
+    constexpr int Ports = 8;
+    const SimulatedAdapter adapter(0);
+    WindowBench bench;
+    bench.start();
+    const QString first = bench.devices.addUsbDevice(ConverterVendorId, 0x6011);
+    const QString second = bench.devices.addUsbDevice(ConverterVendorId, 0x6011);
+    catchUp(bench);
+    const int before = runs(adapter);
+    for (int port = 0; port < Ports; ++port)
+        bench.devices.addPortOf(port % 2 == 0 ? first : second, QStringLiteral("ttyUSB%1").arg(port),
+                                Converter);
+    catchUp(bench);
+    QCOMPARE(entries(bench).size(), Ports);
+    QCOMPARE(runs(adapter), before + Ports);
+    bench.devices.tell(first, QStringLiteral("add"));
+    bench.devices.tell(second, QStringLiteral("add"));
+    catchUp(bench);
+    QCOMPARE(runs(adapter), before + 3 * Ports);
+    bench.devices.remove(first);
+    bench.devices.remove(second);
+    catchUp(bench);
+    QCOMPARE(entries(bench), QStringList());
+    QCOMPARE(runs(adapter), before + 4 * Ports);
+}
+
+void UsbReactionTest::portThatIsNoneOfTheMenusLeaves()
+{
+    const SimulatedAdapter adapter(0);
+    WindowBench bench;
+    bench.devices.addSerialPort(Port0, Converter, ConverterVendorId);
+    bench.start();
+    const QString device = bench.devices.addUsbDevice(UnrelatedVendorId, 1);
+    const QString nameless = bench.devices.addPlainDevice(
+        "tty", Port1, device, {QStringLiteral("ID_VENDOR_ID"), QStringLiteral("0403")});
+    catchUp(bench);
+    QCOMPARE(entries(bench), QStringList(u'[' + Port0 + u']'));
+    const int before = runs(adapter);
+    bench.devices.remove(nameless);
+    catchUp(bench);
+    QCOMPARE(runs(adapter), before);
+}
+
+void UsbReactionTest::lostEventsTakeOneLook()
+{
+    const SimulatedAdapter adapter(0);
+    WindowBench bench;
+    for (const QString &port : {Port0, Port1, Port2})
+        bench.devices.addSerialPort(port, Converter, ConverterVendorId);
+    bench.start();
+    QCOMPARE(runsOf(bench, adapter, {Kind::Lost}), 1);
+}
+
 void UsbReactionTest::unrelatedDevices()
 {
     const SimulatedAdapter adapter(1);
@@ -372,15 +455,26 @@ void UsbReactionTest::theButtonFollowsDevices()
     QTRY_VERIFY(!button->isEnabled());
 }
 
+/// The update stands at its first piece until the devices have come and gone.
 void UsbReactionTest::anUpdateGoesOnUndisturbed()
 {
-    SimulatedAdapter adapter;
-    adapter.set("RS_TIME", "10");
-    WindowBench bench;
     constexpr int Records = 60;
+    const SimulatedAdapter adapter;
+    QSemaphore isUnderWay;
+    QSemaphore mayGoOn;
+    WindowBench bench;
     const QByteArray image(Records * 32, 'x');
     bench.start(ModbusText, image);
+    const auto letGo = qScopeGuard([&] { mayGoOn.release(Records); }); // however the test ends
+    connect(
+        bench.probe().emitter(), &Emitter::load_progress, &bench.window(),
+        [&] {
+            isUnderWay.release();
+            mayGoOn.acquire();
+        },
+        Qt::DirectConnection);
     bench.press();
+    QTRY_VERIFY(isUnderWay.available() > 0);
     for (int round = 0; round < 5; ++round) {
         const QString id = bench.devices.addSerialPort(Port0, Converter, ConverterVendorId);
         QTRY_COMPARE(entries(bench).size(), 3);
@@ -389,6 +483,8 @@ void UsbReactionTest::anUpdateGoesOnUndisturbed()
         bench.devices.remove(id);
         QTRY_COMPARE(entries(bench).size(), 2);
     }
+    QCOMPARE(isUnderWay.available(), 1);
+    mayGoOn.release(Records);
     QVERIFY(bench.waitForEnd());
     QCOMPARE(bench.probe().future().result(), 0);
     QCOMPARE(adapter.modbusImage(), image);

@@ -15,6 +15,7 @@ constexpr quint16 MouseVendorId = 0x046D;
 constexpr quint16 AdapterVendorId = 0x04D8;
 constexpr quint16 AdapterProductId = 0xFFC3;
 constexpr int Times = 10;
+constexpr int PatienceMs = 30000;
 
 const QString Converter = QStringLiteral("USB Serial");
 const QString InfraRed = QStringLiteral("InfraRed SUB-20");
@@ -106,7 +107,9 @@ void SystemDevices::expectNoConnections() const
 void SystemDevices::expectLabel(const QString &text, const QColor &colour) const
 {
     QTRY_COMPARE(program().statusLabel().name(), text);
-    QTRY_VERIFY(hasWritingIn(colour, program().picture(program().statusLabel())));
+    // QTRY_VERIFY would take three pictures where the first one shows it.
+    const auto isWritten = [&] { return hasWritingIn(colour, program().picture(program().statusLabel())); };
+    QVERIFY(QTest::qWaitFor(isWritten, PatienceMs));
     QTRY_COMPARE(program().updateButton().is(State::Enabled), !program().fileField().text().isEmpty());
 }
 
@@ -115,7 +118,6 @@ void SystemDevices::expectLabel(const QString &text, const QColor &colour) const
 bool SystemDevices::staysAsleep() const
 {
     constexpr int WhileMs = 1500;
-    constexpr int PatienceMs = 30000;
     constexpr int Few = 20; // the field's cursor blinks
     return QTest::qWaitFor(
         [&] {
