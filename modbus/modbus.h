@@ -48,6 +48,8 @@ public:
     void setReplyGap(int ms) { replyGap = ms; }
     /// Whether the reply to Write File Record has to be the request's echo; by default it need not.
     void setReplyChecked(bool checked) { replyChecked = checked; }
+    /// The binding through which SUB-20 handles are used; not owned. By default the process's one.
+    void setAdapter(Sub20 &binding) { adapter = &binding; }
     /// The open port to talk over; not owned. Without one, exchanges need a SUB-20 handle.
     void setSerialPort(QSerialPort *port);
 
@@ -104,6 +106,7 @@ private:
     FrameBuffer replyBuffer{};
     /// How many bytes of the reply buffer the last reply took.
     qint32 replySize = 0;
+    Sub20 *adapter = &Sub20::instance();
     QSerialPort *serialPort = nullptr;
     QEventLoop replyLoop;
     QTimer *replyTimer = nullptr;

@@ -51,7 +51,7 @@ bool Modbus::lineIsGone() const
 
 qint32 Modbus::xferSub20(sub_handle handle, qint32 requestLength, qint32 timeoutMs)
 {
-    Sub20 &library = Sub20::instance();
+    Sub20 &library = *adapter;
     // Whether the adapter accepted the times is not looked at: the exchange shows it.
     library.rsTiming(handle, RsTimingFlags, RsTransmitSpacingUs, timeoutMs * MicrosecondsPerMillisecond,
                      RsInterByteTimeoutUs);

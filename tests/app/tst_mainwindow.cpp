@@ -347,7 +347,7 @@ void MainWindowTest::closingDuringAnUploadWaitsForTheLoader()
     constexpr int Chunks = 200;
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "200");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.settings.setValue(QStringLiteral("settings/deviceName"), QStringLiteral("Modbus SUB-20"));
     bench.settings.setValue(QStringLiteral("settings/filename"),
                             bench.makeImage(QByteArray(Chunks * 32, 'x')));

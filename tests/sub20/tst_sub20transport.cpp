@@ -44,11 +44,12 @@ public:
                          [this](const QString &text) { events.add(QStringLiteral("error: ") + text); });
         if (!variable.isEmpty())
             adapter.set(variable, value);
-        QVERIFY(Sub20::instance().findDevices(nullptr) != nullptr);
-        handle = Sub20::instance().open(nullptr);
+        modbus.setAdapter(adapter.binding());
+        QVERIFY(adapter.binding().findDevices(nullptr) != nullptr);
+        handle = adapter.binding().open(nullptr);
         QVERIFY(handle != nullptr);
     }
-    ~AdapterLink() { Sub20::instance().close(handle); }
+    ~AdapterLink() { adapter.binding().close(handle); }
     AdapterLink(const AdapterLink &) = delete;
     AdapterLink &operator=(const AdapterLink &) = delete;
 
@@ -225,7 +226,7 @@ void TestSub20Transport::replyToABroadcastIsDumpedOnly()
 void TestSub20Transport::closedHandleIsAnError()
 {
     AdapterLink link;
-    Sub20::instance().close(link.handle);
+    link.adapter.binding().close(link.handle);
     const QStringList before = link.adapter.calls(QStringLiteral("sub_rs_xfer"));
     QCOMPARE(link.writeChunk(), 1);
     QCOMPARE(link.adapter.calls(QStringLiteral("sub_rs_xfer")), before);

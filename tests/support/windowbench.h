@@ -2,8 +2,9 @@
 #pragma once
 
 #include "app/mainwindow.h"
-#include "tests/support/mockdevices.h"
+#include "tests/support/fakehardware.h"
 #include "tests/support/settingsfolder.h"
+#include "tests/support/simulatedadapter.h"
 #include "tests/support/windowprobe.h"
 
 #include <QFile>
@@ -14,18 +15,26 @@
 #include <memory>
 #include <utility>
 
-/// A window, with settings, devices and image files of its own. For programs made WITH_DEVICES.
+/// A window, with settings, devices and image files of its own. Its serial ports are made up; one that is to
+/// be opened has the path of a pseudo-terminal for its name.
 class WindowBench
 {
 public:
+    /// Without an adapter.
+    WindowBench() : WindowBench(noAdapter()) {}
+    explicit WindowBench(const SimulatedAdapter &adapter) : WindowBench(adapter.binding()) {}
+    explicit WindowBench(Sub20 &adapter) : devices(adapter), lent(devices.hardware()) {}
+    /// With this hardware in place of `devices`.
+    explicit WindowBench(Hardware hardware) : lent(std::move(hardware)) {}
+
     SettingsFolder settings;
-    MockDevices devices;
+    FakeHardware devices;
 
     /// Makes the window, as at the start of the program; one that was there before is closed first.
     MainWindow &start()
     {
         current.reset();
-        current = std::make_unique<MainWindow>();
+        current = std::make_unique<MainWindow>(lent);
         return *current;
     }
     /// The same, with an image and a connection of this name stored before.
@@ -73,6 +82,7 @@ public:
     QString path() const { return folder.path(); }
 
 private:
+    const Hardware lent;
     QTemporaryDir folder;
     std::unique_ptr<MainWindow> current;
 };

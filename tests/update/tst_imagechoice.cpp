@@ -145,7 +145,7 @@ void ImageChoiceTest::cancellingForgetsTheNameButShowsIt()
 void ImageChoiceTest::startingAfterCancellingFailsToOpenNoName()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, "image");
     choose(bench, QString());
     const MessageBoxes boxes;
@@ -169,7 +169,7 @@ void ImageChoiceTest::cancellingEnablesTheButtonEvenWithoutName()
 void ImageChoiceTest::startingWithoutImage()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start();
     choose(bench, QString());
     bench.widget<QProgressBar>("progressBar")->setValue(7);

@@ -66,7 +66,7 @@ void UpdateSessionTest::startShowsARunningSession()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "50");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(100));
     bar(bench).setValue(50);
     bench.press();
@@ -89,7 +89,7 @@ void UpdateSessionTest::aCompleteUpdateLeavesTheBarFull()
 {
     QFETCH(const QString, connection);
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(connection, chunks(30));
     const MessageLog log;
     bench.press();
@@ -109,7 +109,7 @@ void UpdateSessionTest::progressShowsTheElapsedTime()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "20");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(100));
     bench.press();
     QTRY_VERIFY(bar(bench).value() > 0);
@@ -137,7 +137,7 @@ void UpdateSessionTest::stopResetsTheBarAtOnce()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "100");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(200));
     bench.press();
     QTRY_VERIFY(bar(bench).value() > 0);
@@ -160,7 +160,7 @@ void UpdateSessionTest::stopEndsTheLoaderAtItsNextBlock()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "50");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(200));
     startAndWait(bench, adapter);
     const MessageLog log;
@@ -178,7 +178,7 @@ void UpdateSessionTest::theWaitCursorEndsWithTheSession()
 {
     SimulatedAdapter adapter;
     adapter.set("IR_TIME", "20");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, chunks(100));
     QVERIFY(!QGuiApplication::overrideCursor());
     bench.press();
@@ -195,7 +195,7 @@ void UpdateSessionTest::aFailureNamesNoCancelling()
 {
     SimulatedAdapter adapter;
     adapter.set("RS", "exception=2,from-record=5");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(30));
     const MessageLog log;
     const MessageBoxes boxes;
@@ -212,7 +212,7 @@ void UpdateSessionTest::aFailureNamesNoCancelling()
 void UpdateSessionTest::withoutConnectionNothingStarts()
 {
     SimulatedAdapter adapter(0);
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(QString(), chunks(3));
     for (const int type : {0, 4, -1}) {
         bench.probe().connectionType() = type;
@@ -244,7 +244,7 @@ void UpdateSessionTest::theLoaderWorksWithWhatStoodAtTheStart()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "20");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(30));
     startAndWait(bench, adapter);
     bench.window().setAddress(QStringLiteral("0x17"));
@@ -270,7 +270,7 @@ void UpdateSessionTest::aLoaderThatThrowsEndsItsSessionOnce()
     QFETCH(const QString, connection);
     QFETCH(const bool, isStandardException);
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(connection, chunks(30));
     const auto thrower = connect(
         bench.probe().emitter(), &Emitter::load_start, bench.probe().emitter(),
@@ -299,7 +299,7 @@ void UpdateSessionTest::aLoaderThatThrowsEndsItsSessionOnce()
 void UpdateSessionTest::closingOnALoaderThatThrows()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(30));
     connect(
         bench.probe().emitter(), &Emitter::load_start, bench.probe().emitter(), [] { throw 42; },
@@ -317,7 +317,7 @@ void UpdateSessionTest::closingOnALoaderThatThrows()
 void UpdateSessionTest::closingAfterALoaderThatThrew()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(30));
     connect(
         bench.probe().emitter(), &Emitter::load_start, bench.probe().emitter(), [] { throw 42; },
