@@ -70,6 +70,7 @@ struct Form
 
 } // namespace
 
+/// The window as it comes up: its form, its wiring, what a user sees first, and its end.
 class MainWindowTest : public TestCase
 {
     Q_OBJECT

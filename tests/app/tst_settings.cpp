@@ -17,6 +17,7 @@ const QString FileNameKey = QStringLiteral("settings/filename");
 
 } // namespace
 
+/// What the settings file brings into the window, and what the window writes into it.
 class SettingsTest : public TestCase
 {
     Q_OBJECT

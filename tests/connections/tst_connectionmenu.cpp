@@ -27,6 +27,7 @@ struct Entry
 using Entries = QList<Entry>;
 Q_DECLARE_METATYPE(Entries)
 
+/// The menu's entries, the choice among them, and what the label says of it.
 class ConnectionMenuTest : public TestCase
 {
     Q_OBJECT

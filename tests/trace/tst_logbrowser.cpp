@@ -24,6 +24,7 @@ void pressHotKey(QWidget &widget)
 
 } // namespace
 
+/// How messages of any thread come into the trace, and how the window opens it.
 class LogBrowserTest : public TestCase
 {
     Q_OBJECT

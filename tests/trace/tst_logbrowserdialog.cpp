@@ -14,6 +14,7 @@
 #include <QTextBrowser>
 #include <QVBoxLayout>
 
+/// The trace dialog: what it shows, clears and saves.
 class LogBrowserDialogTest : public TestCase
 {
     Q_OBJECT

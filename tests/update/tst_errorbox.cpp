@@ -40,6 +40,7 @@ private:
 
 } // namespace
 
+/// The error box, whichever thread asks for it, and whenever the window goes.
 class ErrorBoxTest : public TestCase
 {
     Q_OBJECT

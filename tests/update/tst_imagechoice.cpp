@@ -45,6 +45,7 @@ void choose(const WindowBench &bench, const QString &fileName)
 
 } // namespace
 
+/// The choice of an image file, and what an upload takes of it.
 class ImageChoiceTest : public TestCase
 {
     Q_OBJECT

@@ -26,6 +26,7 @@ QByteArray chunks(int count)
 
 } // namespace
 
+/// One update from Start to its end, as the window shows it.
 class UpdateSessionTest : public TestCase
 {
     Q_OBJECT
