@@ -74,7 +74,7 @@ void UpdateControlTest::startShowsARunningSession()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "50");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(100));
     bar(bench).setValue(50);
     bench.press();
@@ -97,7 +97,7 @@ void UpdateControlTest::aCompleteUpdateLeavesTheBarFull()
 {
     QFETCH(const QString, connection);
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(connection, chunks(30));
     const MessageLog log;
     bench.press();
@@ -117,7 +117,7 @@ void UpdateControlTest::progressShowsTheElapsedTime()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "20");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(100));
     bench.press();
     QTRY_VERIFY(bar(bench).value() > 0);
@@ -145,7 +145,7 @@ void UpdateControlTest::stopResetsTheBarAtOnce()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "100");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(200));
     bench.press();
     QTRY_VERIFY(bar(bench).value() > 0);
@@ -168,7 +168,7 @@ void UpdateControlTest::stopEndsTheLoaderAtItsNextBlock()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "50");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(200));
     startAndWait(bench, adapter);
     const MessageLog log;
@@ -186,7 +186,7 @@ void UpdateControlTest::theWaitCursorEndsWithTheSession()
 {
     SimulatedAdapter adapter;
     adapter.set("IR_TIME", "20");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, chunks(100));
     QVERIFY(!QGuiApplication::overrideCursor());
     bench.press();
@@ -203,7 +203,7 @@ void UpdateControlTest::aFailureNamesNoCancelling()
 {
     SimulatedAdapter adapter;
     adapter.set("RS", "exception=2,from-record=5");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(30));
     const MessageLog log;
     const MessageBoxes boxes;
@@ -220,7 +220,7 @@ void UpdateControlTest::aFailureNamesNoCancelling()
 void UpdateControlTest::withoutConnectionNothingStarts()
 {
     SimulatedAdapter adapter(0);
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(QString(), chunks(3));
     for (const int type : {0, 4, -1}) {
         bench.probe().connectionType() = type;
@@ -288,7 +288,7 @@ void UpdateControlTest::anEmptiedFileFieldLeavesTheRunAlone()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "20");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(30));
     startAndWait(bench, adapter);
     bench.widget<QLineEdit>("lineEdit")->clear();
@@ -309,7 +309,7 @@ void UpdateControlTest::anUpdateThroughTheAdapterThenOneOverASerialPort()
 {
     const SimulatedAdapter adapter;
     const PanelProcess panel;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(5));
     const MessageBoxes boxes;
     for (int round = 0; round < 2; ++round) {
@@ -344,7 +344,7 @@ void UpdateControlTest::theLoaderWorksWithWhatStoodAtTheStart()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "20");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(30));
     startAndWait(bench, adapter);
     bench.window().setAddress(QStringLiteral("0x17"));
@@ -370,7 +370,7 @@ void UpdateControlTest::aLoaderThatThrowsEndsItsSessionOnce()
     QFETCH(const QString, connection);
     QFETCH(const bool, isStandardException);
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(connection, chunks(30));
     const auto thrower = connect(
         bench.probe().emitter(), &Emitter::load_start, bench.probe().emitter(),
@@ -399,7 +399,7 @@ void UpdateControlTest::aLoaderThatThrowsEndsItsSessionOnce()
 void UpdateControlTest::closingOnALoaderThatThrows()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(30));
     connect(
         bench.probe().emitter(), &Emitter::load_start, bench.probe().emitter(), [] { throw 42; },
@@ -417,7 +417,7 @@ void UpdateControlTest::closingOnALoaderThatThrows()
 void UpdateControlTest::closingAfterALoaderThatThrew()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(30));
     connect(
         bench.probe().emitter(), &Emitter::load_start, bench.probe().emitter(), [] { throw 42; },

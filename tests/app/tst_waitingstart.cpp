@@ -105,7 +105,7 @@ void WaitingStartTest::aFullBarIsNotLeftOverByAPortThatIsGone()
 void WaitingStartTest::aFullBarIsNotLeftOverByAnAdapterThatIsGone()
 {
     const SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, "image");
     QSemaphore reply;
     stopBehindTheLastRecord(bench, reply);

@@ -317,7 +317,7 @@ void ConnectionMenuTest::selectingChecksExactlyOneEntry()
 void ConnectionMenuTest::theFallbackOverwritesTheStoredName()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.settings.setValue(QStringLiteral("settings/deviceName"), QStringLiteral("COM7"));
     bench.settings.setValue(QStringLiteral("settings/port"), QStringLiteral("COM7"));
     bench.settings.setValue(QStringLiteral("settings/connection_type"), 3);
@@ -363,7 +363,7 @@ void ConnectionMenuTest::aRebuildGoesBackToTheNameOfTheStart()
 void ConnectionMenuTest::aStoredPortNameSurvivesAnAdapterConnection()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.settings.setValue(QStringLiteral("settings/deviceName"), ModbusText);
     bench.settings.setValue(QStringLiteral("settings/port"), QStringLiteral("COM7"));
     bench.start();

@@ -220,7 +220,7 @@ void ErrorBoxTest::severalThreadsGetTheirBoxes()
 void ErrorBoxTest::aMissingAdapterIsShownBeforeTheSessionEnds()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, "image");
     adapter.setAdapters(0);
     bool sessionOpen = false;
@@ -243,7 +243,7 @@ void ErrorBoxTest::closingTheWindowBeforeTheBoxIsShown()
     SimulatedAdapter adapter;
     for (int round = 0; round < 20; ++round) {
         adapter.setAdapters(1);
-        WindowBench bench;
+        WindowBench bench(adapter);
         bench.start(InfraRedText, "image");
         adapter.setAdapters(0);
         const qsizetype opened = adapter.calls(QStringLiteral("sub_open")).size();
@@ -263,7 +263,7 @@ void ErrorBoxTest::closingTheWindowBeforeTheBoxIsShown()
 void ErrorBoxTest::quittingWhileTheBoxIsShown()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, "image");
     adapter.setAdapters(0);
     int boxes = 0;
