@@ -9,7 +9,6 @@
 
 #include <QApplication>
 #include <QCloseEvent>
-#include <QDebug>
 #include <QKeySequence>
 #include <QLabel>
 #include <QList>
@@ -19,6 +18,7 @@
 #include <QSettings>
 #include <QShortcut>
 
+#include <optional>
 #include <utility>
 
 namespace {
@@ -58,9 +58,8 @@ MainWindow::~MainWindow()
     errorReporter.close();
     session.close();
     session.waitForLoader();
-    if (const std::optional<SessionEnd> end = session.finish(); end && end->result < 0)
-        qDebug("thread canceled with error");
-    releaseAdapter();
+    if (const std::optional<SessionEnd> end = session.finish())
+        releaseRun(*end);
     ui.reset();
 }
 

@@ -104,7 +104,7 @@ private:
     int irBoot();
     int modbusBoot();
     LoaderContext loaderContext();
-    void releaseAdapter();
+    void releaseRun(const SessionEnd &end);
     void showErrorBox(const QString &errTxt);
 
     static inline const QString StartText = QStringLiteral("Start Update");

@@ -10,17 +10,20 @@
 #include <QAction>
 #include <QIcon>
 #include <QLabel>
+#include <QList>
 #include <QMenu>
 #include <QPixmap>
 #include <QSettings>
 #include <QSpinBox>
+#include <QStringList>
 
 void MainWindow::updateConnections()
 {
-    const QList<Connection> connections = connectionsOver(hardware.adapter.findDevices(nullptr) != nullptr,
-                                                          availableSerialPorts(hardware.serialPorts()));
+    const QList<SerialPort> ports = availableSerialPorts(hardware.serialPorts());
     // The entries are the window's children: clearing the menu alone would leave them behind.
     qDeleteAll(menuActions->actions());
+    const bool hasAdapter = hardware.adapter.findDevices(nullptr) != nullptr;
+    const QList<Connection> connections = connectionsOver(hasAdapter, ports);
     menuActions->setEnabled(!connections.isEmpty());
     if (connections.isEmpty()) {
         portName = QString();
@@ -54,7 +57,7 @@ void MainWindow::selectStoredConnection()
     const auto match = storedConnection(texts, deviceName,
                                         options.portFollowsMenu ? NameMatch::ExactFirst : NameMatch::First);
     QAction *const action = actions.at(match.value_or(0));
-    if (action->property("type").toInt() == ConnectionComPort)
+    if (isOverSerialPort(action->property("type").toInt()))
         portName = action->text();
     else if (!match)
         portName = QString();
@@ -75,7 +78,7 @@ void MainWindow::setConnectionType(QAction *action)
         connectionLabel->showNoConnection(QStringLiteral("No Connections"));
     if (options.portFollowsMenu) {
         deviceName = action->text();
-        if (connectionType == ConnectionComPort)
+        if (isOverSerialPort(connectionType))
             portName = action->text();
     }
 }
@@ -139,7 +142,7 @@ void MainWindow::reactToUsbEvent(const UsbEvent &event)
     QList<UsbConnection> menu;
     const QList<QAction *> actions = menuActions->actions();
     for (const QAction *const action : actions) {
-        const bool isPort = action->property("type").toInt() == ConnectionComPort;
+        const bool isPort = isOverSerialPort(action->property("type").toInt());
         menu.append({action->property("vid").toUInt(), isPort ? action->text() : QString()});
     }
     for (qsizetype run = discoveryRuns(event, portVendors, menu); run > 0; --run) {

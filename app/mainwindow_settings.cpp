@@ -10,6 +10,8 @@
 #include <QSpinBox>
 #include <QVariant>
 
+#include <memory>
+
 namespace {
 
 constexpr int DefaultDeviceAddress = 0x50;

@@ -20,6 +20,8 @@
 #include <QPushButton>
 #include <QSettings>
 
+#include <optional>
+
 namespace {
 
 /// Of the bar itself, a screen reader gets the number alone.
@@ -147,23 +149,26 @@ void MainWindow::handleFinished()
         updBtn->setText(StartText);
         loadImg->setEnabled(true);
     }
-    // A full bar means success: it is not left over for a run that has waited for this end.
-    if (end->restarts || progressBar->value() != progressBar->maximum())
+    // A bar that is full stays so. But a stopped run did not fill it, even where the last piece that was sent
+    // completes the count; and a run that has waited for this end begins with an empty one.
+    const bool wasInterrupted = end->wasStopped && end->result != LoaderDone;
+    if (end->restarts || wasInterrupted || progressBar->value() != progressBar->maximum())
         progressBar->setValue(0);
     showBarText(*progressBar, QString());
-    if (end->result < 0)
-        qDebug("thread canceled with error");
-    releaseAdapter();
-    QGuiApplication::restoreOverrideCursor();
+    releaseRun(*end);
     session.restart();
     if (options.tellSilentFailures && end->result > 0 && !end->errorWasReported && !end->wasStopped)
         showErrorBox(failureText(end->result));
 }
 
-void MainWindow::releaseAdapter()
+/// What every run leaves behind, whether the window is still there to show its end or not.
+void MainWindow::releaseRun(const SessionEnd &end)
 {
+    if (end.result < 0)
+        qDebug("thread canceled with error");
     if (sub20Handle)
         hardware.adapter.close(sub20Handle);
+    QGuiApplication::restoreOverrideCursor();
 }
 
 void MainWindow::reportError(const QString &errTxt)

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "app/options.h"
 
+#include "app/settingskeys.h"
+
 #include <QDebug>
 #include <QSettings>
 #include <QStringList>
@@ -45,7 +47,7 @@ template<typename Value>
 void read(const QSettings &settings, const QString &name, std::optional<Value> (*parse)(const QString &),
           Value &option, QStringList &refused)
 {
-    const QString key = QStringLiteral("options/") + name;
+    const QString key = settingskey::OptionsGroup + name;
     if (!settings.contains(key))
         return;
     // An unquoted comma in the file makes a list.

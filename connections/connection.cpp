@@ -36,6 +36,12 @@ const ConnectionKind *connectionKind(int type)
     return kind != Kinds.end() ? kind : nullptr;
 }
 
+bool isOverSerialPort(int type)
+{
+    const ConnectionKind *const kind = connectionKind(type);
+    return kind && kind->device == ConnectionDevice::SerialPort;
+}
+
 bool connectionHasAddress(int type)
 {
     const ConnectionKind *const kind = connectionKind(type);

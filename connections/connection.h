@@ -33,7 +33,7 @@ struct ConnectionKind
     ConnectionLoader loader;
     /// Whether the panel's Modbus address matters.
     bool hasAddress;
-    /// The menu entry; "%1" stands for the name of the device.
+    /// The menu entry; over a serial port "%1" alone, which stands for the port's name.
     const char *text;
     const char *iconPath;
 };
@@ -55,6 +55,10 @@ enum class NameMatch { First, ExactFirst };
 
 /// The row of a type; null for a type that has none.
 [[nodiscard]] const ConnectionKind *connectionKind(int type);
+
+/// Whether a connection of this type goes through a serial port. The menu entry's text is the port's name
+/// then.
+[[nodiscard]] bool isOverSerialPort(int type);
 
 /// Whether the panel's Modbus address matters for a connection of this type.
 [[nodiscard]] bool connectionHasAddress(int type);

@@ -4,6 +4,8 @@
 #include <QFileInfo>
 #include <QStringList>
 
+#include <utility>
+
 namespace {
 
 bool isUsable(const QString &node)

@@ -140,6 +140,7 @@ bool LinuxUsbMonitor::startReceiving()
 /// answer in between.
 void LinuxUsbMonitor::receiveEvent()
 {
+    errno = 0; // not every libudev sets it where there is just nothing to receive
     const Device device{udev_monitor_receive_device(monitor.get())};
     if (device)
         handleEvent(device.get());

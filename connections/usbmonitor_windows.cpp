@@ -4,6 +4,8 @@
 
 #include <QCoreApplication>
 #include <QDebug>
+#include <QString>
+#include <QStringList>
 #include <QWidget>
 
 #include <windows.h>

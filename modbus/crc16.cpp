@@ -2,6 +2,7 @@
 #include "modbus/crc16.h"
 
 #include <array>
+#include <cstddef>
 
 namespace rtu {
 

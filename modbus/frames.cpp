@@ -4,6 +4,7 @@
 #include "modbus/crc16.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace rtu {
 

@@ -8,6 +8,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <span>
 #include <tuple>
@@ -91,7 +92,7 @@ std::int32_t Modbus::checkReply(std::int32_t count)
 std::int32_t Modbus::writeFileRecord(sub_handle sub20Handle, quint8 slaveAddress, quint16 fileNumber,
                                      quint16 recordNumber, std::int32_t dataLength, const std::uint8_t *data)
 {
-    if (dataLength < 0 || dataLength > rtu::MaxRecordDataSize)
+    if (dataLength < 0 || dataLength > rtu::MaxRecordDataSize || (dataLength > 0 && !data))
         return MB_TX_FAILED;
     const std::int32_t length = rtu::buildWriteFileRecord(
         requestBuffer, slaveAddress, fileNumber, recordNumber, {data, static_cast<std::size_t>(dataLength)});

@@ -8,7 +8,9 @@
 #include <QThread>
 #include <QTimer>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -24,6 +26,8 @@ constexpr int RsTimingFlags = 2;
 constexpr int RsTransmitSpacingUs = 0;
 constexpr int RsInterByteTimeoutUs = 10000;
 constexpr int MicrosecondsPerMillisecond = 1000;
+/// What the library's number of microseconds has room for.
+constexpr int LongestTimeoutMs = INT_MAX / MicrosecondsPerMillisecond;
 /// The most that the adapter receives in one exchange.
 constexpr std::size_t RsReceiveSize = 62;
 
@@ -32,6 +36,12 @@ constexpr unsigned long RequestPauseMs = 50;
 constexpr int WriteTimeoutMs = 500;
 constexpr int ReplyTimeoutMs = 10000;
 constexpr int FirstBytePauseMs = 2;
+
+/// Whether a request of so many bytes, CRC included, fits into its buffer.
+bool isRequest(std::int32_t length)
+{
+    return length >= 0 && length <= static_cast<std::int32_t>(rtu::FrameBuffer().size());
+}
 
 } // namespace
 
@@ -56,8 +66,11 @@ void Modbus::noteError(QSerialPort::SerialPortError error)
 
 std::int32_t Modbus::xferSub20(sub_handle handle, std::int32_t requestLength, std::int32_t timeoutMs)
 {
+    if (!isRequest(requestLength))
+        return -MB_TX_FAILED;
     // Whether the adapter accepted the times is not looked at: the exchange shows it.
-    adapter->rsTiming(handle, RsTimingFlags, RsTransmitSpacingUs, timeoutMs * MicrosecondsPerMillisecond,
+    adapter->rsTiming(handle, RsTimingFlags, RsTransmitSpacingUs,
+                      std::clamp(timeoutMs, 0, LongestTimeoutMs) * MicrosecondsPerMillisecond,
                       RsInterByteTimeoutUs);
     const auto request = std::span(requestBuffer).first(static_cast<std::size_t>(requestLength));
     const auto [count, errorText] =
@@ -75,7 +88,7 @@ std::int32_t Modbus::xferSub20(sub_handle handle, std::int32_t requestLength, st
 
 std::int32_t Modbus::xferCom(std::int32_t requestLength)
 {
-    if (!serialPort || requestLength < 0 || requestLength > static_cast<std::int32_t>(requestBuffer.size()))
+    if (!serialPort || !isRequest(requestLength))
         return -MB_TX_FAILED;
     lineGone = false;
     serialPort->flush();

@@ -40,6 +40,13 @@ int ModbusLoader::run()
     modbus.setReplyChecked(context.job.checkReply);
     modbus.setAdapter(context.adapter);
     context.sub20Handle = nullptr;
+    const int result = runOverLink(modbus, image);
+    image.close(); // before the link goes
+    return result;
+}
+
+int ModbusLoader::runOverLink(Modbus &modbus, ImageFile &image)
+{
     switch (link) {
     case Link::Sub20:
         return runOverSub20(modbus, image);
@@ -85,6 +92,7 @@ int ModbusLoader::runOverSerialPort(Modbus &modbus, ImageFile &image)
     QObject::disconnect(&port, SIGNAL(readyRead()), &modbus, SLOT(getData()));
     QObject::disconnect(&port, SIGNAL(bytesWritten(qint64)), &modbus, SLOT(bytesWritten(qint64)));
     port.close();
+    modbus.setSerialPort(nullptr);
     return result;
 }
 

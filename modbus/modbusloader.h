@@ -19,6 +19,7 @@ public:
     [[nodiscard]] int run() override;
 
 private:
+    int runOverLink(Modbus &modbus, ImageFile &image);
     int runOverSub20(Modbus &modbus, ImageFile &image);
     int runOverSerialPort(Modbus &modbus, ImageFile &image);
     int sendRecords(Modbus &modbus, ImageFile &image);

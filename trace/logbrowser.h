@@ -56,7 +56,7 @@ private:
 
     [[nodiscard]] bool isTooMuch();
     [[nodiscard]] bool hold(QtMsgType type, const QString &message);
-    QList<Message> nextPortion();
+    [[nodiscard]] QList<Message> nextPortion();
     QList<Message> everyWaiting();
     void send(const QList<Message> &messages);
     void beginTurn();

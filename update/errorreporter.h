@@ -21,8 +21,8 @@ public:
 
     /// Any thread. Returns when the box is closed, or, on another thread than the box's, after close().
     void report(const QString &text);
-    /// To be called on the box's thread when there is nobody left to show anything to: threads that wait go on,
-    /// and nobody waits from now on.
+    /// To be called on the box's thread when there is nobody left to show anything to: threads that wait go
+    /// on, and nobody waits from now on.
     void close();
     /// On the box's thread.
     [[nodiscard]] bool isClosed() const { return closed; }

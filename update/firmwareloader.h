@@ -8,12 +8,13 @@
 
 #include <atomic>
 #include <functional>
+#include <utility>
 
 class Emitter;
 class QObject;
 
-/// What every loader returns for success, and for a failure or a stop. Any other value is an error code of the
-/// adapter's library or a result of the Modbus link.
+/// What every loader returns for success, and for a failure or a stop. Any other value is an error code of
+/// the adapter's library or a result of the Modbus link.
 enum LoaderResult : int { LoaderDone = 0, LoaderFailed = -1 };
 
 /// What a loader is lent for one run. The loader works on a thread of its own, and whoever lends keeps all of
@@ -27,7 +28,8 @@ struct LoaderContext
     const std::atomic<bool> &stopRequested;
     Sub20 &adapter;
     /// The adapter that the loader has opened; it stays open, and whoever lent the handle closes it after the
-    /// run. Written by the loader while it runs, read by nobody else until it has returned: no lock is needed.
+    /// run. Written by the loader while it runs, read by nobody else until it has returned: no lock is
+    /// needed.
     sub_handle &sub20Handle;
     /// Has the slot reportError(QString), to which errors of the link are connected.
     QObject &errorReceiver;
@@ -47,8 +49,8 @@ public:
     FirmwareLoader(const FirmwareLoader &) = delete;
     FirmwareLoader &operator=(const FirmwareLoader &) = delete;
 
-    /// Blocks until the image is sent, the run has failed or the stop was seen. A LoaderResult, an error code of
-    /// the adapter's library or a result of the Modbus link.
+    /// Blocks until the image is sent, the run has failed or the stop was seen. A LoaderResult, an error code
+    /// of the adapter's library or a result of the Modbus link.
     [[nodiscard]] virtual int run() = 0;
 
 protected:

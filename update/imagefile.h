@@ -3,6 +3,7 @@
 
 #include <QFile>
 #include <QString>
+#include <QtGlobal>
 
 #include <cstdint>
 #include <span>
@@ -14,11 +15,11 @@ class ImageFile
 public:
     explicit ImageFile(const QString &fileName) : file(fileName) {}
 
-    bool open();
+    [[nodiscard]] bool open();
     /// The size in bytes.
     qint64 size() const { return file.size(); }
     /// Fills `block` as far as the file reaches. The number of bytes read, 0 at the end, -1 for a failure.
-    qint64 read(std::span<std::uint8_t> block);
+    [[nodiscard]] qint64 read(std::span<std::uint8_t> block);
     /// Lets go of the file, as the destructor does.
     void close() { file.close(); }
     QString errorText() const;

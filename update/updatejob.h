@@ -3,8 +3,8 @@
 
 #include <QString>
 
-/// What one update works with, as the window stood when "Start Update" was pressed. What changes in the window
-/// afterwards counts for the next one.
+/// What one update works with, as the window stood when "Start Update" was pressed. What changes in the
+/// window afterwards counts for the next one.
 struct UpdateJob
 {
     /// How the panel is reached: a value of the settings file's key "connection_type".
