@@ -13,7 +13,8 @@
 class ErrorReporter
 {
 public:
-    /// `show` shows the box and returns when it is closed.
+    /// `show` shows the box and returns when it is closed. It is called after close(), too, and looks at
+    /// isClosed(): a text can still be written down where no box comes up any more.
     explicit ErrorReporter(std::function<void(const QString &)> show);
 
     ErrorReporter(const ErrorReporter &) = delete;
@@ -21,8 +22,8 @@ public:
 
     /// Any thread. Returns when the box is closed, or, on another thread than the box's, after close().
     void report(const QString &text);
-    /// To be called on the box's thread when there is nobody left to show anything to: threads that wait go on,
-    /// and nobody waits from now on.
+    /// To be called on the box's thread when there is nobody left to show anything to: threads that wait go
+    /// on, and nobody waits from now on.
     void close();
     /// On the box's thread.
     [[nodiscard]] bool isClosed() const { return closed; }
