@@ -13,7 +13,8 @@
 class ErrorReporter
 {
 public:
-    /// `show` shows the box and returns when it is closed.
+    /// `show` shows the box and returns when it is closed. It is called after close(), too, and looks at
+    /// isClosed(): a text can still be written down where no box comes up any more.
     explicit ErrorReporter(std::function<void(const QString &)> show);
 
     ErrorReporter(const ErrorReporter &) = delete;

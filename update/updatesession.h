@@ -47,14 +47,16 @@ public:
 
     /// Begins the run, or has it wait for the end of the one before. After close() it does neither.
     void start(Loader loader);
-    /// Asks the run to stop and returns at once. A start that waits is forgotten.
+    /// Asks the run to stop and returns at once. A start that waits is forgotten, even when its predecessor's
+    /// end is taken already.
     void stop();
     /// Takes back a stop that was meant for a run that has ended. A run that is still stopping keeps its own.
     void forgetStop();
     /// To be called when the run reports an error: its end says so.
     void noteError() { errorWasReported = true; }
-    /// Takes the end of the run whose future has finished. Nothing when there is none to take: a loader that
-    /// threw is both canceled and finished, but has one end.
+    /// Takes the end of the run whose future has finished. Nothing when there is none to take: the loader is
+    /// still at it, or its end is taken already. One that threw is both canceled and finished, but has one
+    /// end.
     [[nodiscard]] std::optional<SessionEnd> finish();
     /// Begins the run that has waited for the end that finish() has just taken.
     void restart();

@@ -9,11 +9,28 @@
 #include <QSemaphore>
 
 #include <atomic>
+#include <memory>
 
 namespace {
 
 const QString StopText = QStringLiteral("Stop");
 constexpr int Records = 3;
+
+/// What a loader waits for. A test that ends early lets it go.
+class Awaited
+{
+public:
+    Awaited() = default;
+    ~Awaited() { release(); }
+    Awaited(const Awaited &) = delete;
+    Awaited &operator=(const Awaited &) = delete;
+
+    void release() const { come->release(); }
+    std::shared_ptr<QSemaphore> semaphore() const { return come; }
+
+private:
+    const std::shared_ptr<QSemaphore> come = std::make_shared<QSemaphore>();
+};
 
 } // namespace
 
@@ -32,7 +49,7 @@ private:
     static QProgressBar &bar(const WindowBench &bench) { return *bench.widget<QProgressBar>("progressBar"); }
     /// Has a run on the line whose last record is not answered yet, and presses Stop. It is answered, and the
     /// run succeeds, when `reply` is released.
-    static void stopBehindTheLastRecord(const WindowBench &bench, QSemaphore &reply);
+    static void stopBehindTheLastRecord(const WindowBench &bench, const Awaited &reply);
     /// The bar says nothing of a run that has not sent anything.
     static void verifyBarIsEmpty(const WindowBench &bench)
     {
@@ -42,12 +59,12 @@ private:
     }
 };
 
-void WaitingStartTest::stopBehindTheLastRecord(const WindowBench &bench, QSemaphore &reply)
+void WaitingStartTest::stopBehindTheLastRecord(const WindowBench &bench, const Awaited &reply)
 {
     Emitter &emitter = *bench.probe().emitter();
-    bench.probe().start([&emitter, &reply] {
+    bench.probe().start([&emitter, come = reply.semaphore()] {
         emit emitter.load_start(0, Records);
-        reply.acquire();
+        come->acquire();
         emit emitter.load_progress(Records);
         return 0;
     });
@@ -59,17 +76,17 @@ void WaitingStartTest::stopBehindTheLastRecord(const WindowBench &bench, QSemaph
 
 void WaitingStartTest::aFullBarIsNotLeftOver()
 {
+    std::atomic<bool> hasBegun = false;
     WindowBench bench;
     bench.start(QString(), "image");
     QList<int> values;
     connect(&bar(bench), &QProgressBar::valueChanged, this, [&values](int value) { values += value; });
-    QSemaphore reply;
-    QSemaphore silence;
+    const Awaited reply;
+    const Awaited silence;
     stopBehindTheLastRecord(bench, reply);
-    std::atomic<bool> hasBegun = false;
-    bench.probe().start([&] {
+    bench.probe().start([&hasBegun, come = silence.semaphore()] {
         hasBegun = true;
-        silence.acquire();
+        come->acquire();
         return 138;
     });
     reply.release();
@@ -87,7 +104,7 @@ void WaitingStartTest::aFullBarIsNotLeftOverByAPortThatIsGone()
 {
     WindowBench bench;
     bench.start(QString(), "image");
-    QSemaphore reply;
+    const Awaited reply;
     stopBehindTheLastRecord(bench, reply);
     bench.probe().connectionType() = ConnectionComPort;
     bench.probe().portName() = QStringLiteral("/nowhere/ttyGONE");
@@ -107,7 +124,7 @@ void WaitingStartTest::aFullBarIsNotLeftOverByAnAdapterThatIsGone()
     const SimulatedAdapter adapter;
     WindowBench bench(adapter);
     bench.start(InfraRedText, "image");
-    QSemaphore reply;
+    const Awaited reply;
     stopBehindTheLastRecord(bench, reply);
     bench.press();
     QCOMPARE(bench.buttonText(), StopText);
@@ -130,7 +147,7 @@ void WaitingStartTest::itTakesThePortOfItsStart()
     const PanelProcess panel;
     WindowBench bench;
     bench.start(QString(), image);
-    QSemaphore reply;
+    const Awaited reply;
     stopBehindTheLastRecord(bench, reply);
     bench.probe().connectionType() = ConnectionComPort;
     bench.probe().portName() = panel.path();
