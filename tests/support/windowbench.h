@@ -39,7 +39,7 @@ public:
     MainWindow &start()
     {
         end();
-        current = std::make_unique<MainWindow>(lent);
+        current = std::make_unique<MainWindow>(nullptr, lent);
         return *current;
     }
     /// The same, with an image and a connection of this name stored before.
