@@ -157,7 +157,7 @@ void ModbusLoaderOpeningTest::anImageThatCannotBeOpened()
     bench.setImage("image");
     bench.job.imageFileName = makeName(bench);
     QCOMPARE(runOver(bench, ModbusLoader::Link::Sub20), -1);
-    QCOMPARE(bench.events(), QStringList{refusal(bench.job.imageFileName, reason)});
+    QCOMPARE(bench.events(), QStringList{refusal(bench.job.imageFileName, reason.constData())});
 }
 
 void ModbusLoaderOpeningTest::aForbiddenImage()
