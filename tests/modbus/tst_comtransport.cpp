@@ -11,7 +11,7 @@
 #include <future>
 
 /// How a request goes out and a reply comes in over a serial port: sizes, pauses and time-outs.
-class TestComTransport : public TestCase
+class ComTransportTest : public TestCase
 {
     Q_OBJECT
 
@@ -41,7 +41,7 @@ const QString RxTimeout = QStringLiteral("debug: modbus_RTU_COM: rx timeout");
 
 } // namespace
 
-void TestComTransport::silentPanelTakesTenSeconds()
+void ComTransportTest::silentPanelTakesTenSeconds()
 {
     PanelProcess panel({QStringLiteral("--silent")});
     SerialLink link(panel.path());
@@ -53,7 +53,7 @@ void TestComTransport::silentPanelTakesTenSeconds()
     QCOMPARE(link.events.take(), (QStringList{ChunkWritten, RxTimeout}));
 }
 
-void TestComTransport::requestComesAfterThePause()
+void ComTransportTest::requestComesAfterThePause()
 {
     Pty pty;
     SerialLink link(pty.path());
@@ -67,7 +67,7 @@ void TestComTransport::requestComesAfterThePause()
 }
 
 // A line that takes nothing: the request stays with the port, and is given up for written.
-void TestComTransport::writingMayTakeHalfASecond()
+void ComTransportTest::writingMayTakeHalfASecond()
 {
     Pty pty;
     SerialLink link(pty.path());
@@ -81,7 +81,7 @@ void TestComTransport::writingMayTakeHalfASecond()
     QCOMPARE(link.port.bytesToWrite(), 44);
 }
 
-void TestComTransport::lateReplyIsAwaited()
+void ComTransportTest::lateReplyIsAwaited()
 {
     PanelProcess panel({QStringLiteral("--late-ms"), QStringLiteral("700")});
     SerialLink link(panel.path());
@@ -92,7 +92,7 @@ void TestComTransport::lateReplyIsAwaited()
     QCOMPARE(link.events.take(), QStringList{ChunkWritten});
 }
 
-void TestComTransport::replyDuringTheRequestCounts_data()
+void ComTransportTest::replyDuringTheRequestCounts_data()
 {
     QTest::addColumn<int>("during");
     for (const int during : {1, 2, 3, 8, 43, 44})
@@ -101,7 +101,7 @@ void TestComTransport::replyDuringTheRequestCounts_data()
 
 // The port looks for bytes before it writes, which ends in a time-out, and while it writes. So the reply
 // begins behind that look, and goes on when the request is written.
-void TestComTransport::replyDuringTheRequestCounts()
+void ComTransportTest::replyDuringTheRequestCounts()
 {
     QFETCH(const int, during);
     const QByteArray reply = requestWith(countingBytes(0, 32));
@@ -119,7 +119,7 @@ void TestComTransport::replyDuringTheRequestCounts()
     QCOMPARE(link.events.take(), QStringList{ChunkWritten});
 }
 
-void TestComTransport::strayBytesStandBeforeTheNextReply_data()
+void ComTransportTest::strayBytesStandBeforeTheNextReply_data()
 {
     QTest::addColumn<QByteArray>("stray");
     QTest::newRow("1 byte") << QByteArray::fromHex("5A");
@@ -127,7 +127,7 @@ void TestComTransport::strayBytesStandBeforeTheNextReply_data()
     QTest::newRow("5 bytes") << QByteArray::fromHex("5A5A5A5A5A");
 }
 
-void TestComTransport::strayBytesStandBeforeTheNextReply()
+void ComTransportTest::strayBytesStandBeforeTheNextReply()
 {
     QFETCH(QByteArray, stray);
     Pty pty;
@@ -144,7 +144,7 @@ void TestComTransport::strayBytesStandBeforeTheNextReply()
     QCOMPARE(link.events.take(), (QStringList{ChunkWritten, QStringLiteral("error: CRC error")}));
 }
 
-void TestComTransport::echoEndsAtItsLength()
+void ComTransportTest::echoEndsAtItsLength()
 {
     PanelProcess panel({QStringLiteral("--trailing"), QStringLiteral("5")});
     SerialLink link(panel.path());
@@ -156,7 +156,7 @@ void TestComTransport::echoEndsAtItsLength()
     QCOMPARE(link.port.bytesAvailable(), 5);
 }
 
-void TestComTransport::replySize_data()
+void ComTransportTest::replySize_data()
 {
     QTest::addColumn<QString>("size");
     QTest::addColumn<int>("result");
@@ -168,7 +168,7 @@ void TestComTransport::replySize_data()
     QTest::newRow("far too many") << QStringLiteral("4000") << 27 << overflow;
 }
 
-void TestComTransport::replySize()
+void ComTransportTest::replySize()
 {
     QFETCH(QString, size);
     PanelProcess panel({QStringLiteral("--oversize"), size});
@@ -177,7 +177,7 @@ void TestComTransport::replySize()
     QTEST(link.events.take(), "events");
 }
 
-void TestComTransport::secondBurstIsNotAwaited_data()
+void ComTransportTest::secondBurstIsNotAwaited_data()
 {
     QTest::addColumn<QString>("split");
     QTest::addColumn<int>("result");
@@ -190,7 +190,7 @@ void TestComTransport::secondBurstIsNotAwaited_data()
     QTest::newRow("behind 8 bytes") << QStringLiteral("8") << 104 << QStringLiteral("error: CRC error");
 }
 
-void TestComTransport::secondBurstIsNotAwaited()
+void ComTransportTest::secondBurstIsNotAwaited()
 {
     QFETCH(QString, split);
     QFETCH(int, result);
@@ -205,7 +205,7 @@ void TestComTransport::secondBurstIsNotAwaited()
     QCOMPARE(link.events.take(), (QStringList{ChunkWritten, text}));
 }
 
-void TestComTransport::replyIsTakenAsFarAsItCame_data()
+void ComTransportTest::replyIsTakenAsFarAsItCame_data()
 {
     QTest::addColumn<int>("size");
     QTest::addColumn<int>("result");
@@ -218,7 +218,7 @@ void TestComTransport::replyIsTakenAsFarAsItCame_data()
     }
 }
 
-void TestComTransport::replyIsTakenAsFarAsItCame()
+void ComTransportTest::replyIsTakenAsFarAsItCame()
 {
     QFETCH(const int, size);
     QFETCH(const QStringList, errors);
@@ -231,7 +231,7 @@ void TestComTransport::replyIsTakenAsFarAsItCame()
 
 // 2 ms behind the reply's first byte and 50 ms before the next request, seen from the panel. A busy machine
 // adds to them, but hardly to all of thirty.
-void TestComTransport::requestKeepsItsDistance()
+void ComTransportTest::requestKeepsItsDistance()
 {
     constexpr int Records = 30;
     simulator::MisbehavingPanel model(simulator::DefaultPanelAddress, {});
@@ -252,7 +252,7 @@ void TestComTransport::requestKeepsItsDistance()
     QCOMPARE(link.events.take().count(ChunkWritten), Records);
 }
 
-void TestComTransport::wokenWithoutBytesIsATimeout()
+void ComTransportTest::wokenWithoutBytesIsATimeout()
 {
     Pty pty;
     SerialLink link(pty.path());
@@ -261,5 +261,5 @@ void TestComTransport::wokenWithoutBytesIsATimeout()
     QCOMPARE(link.events.take(), (QStringList{ChunkWritten, RxTimeout}));
 }
 
-QTEST_GUILESS_MAIN(TestComTransport)
+QTEST_GUILESS_MAIN(ComTransportTest)
 #include "tst_comtransport.moc"

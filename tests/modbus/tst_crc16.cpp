@@ -7,7 +7,7 @@
 #include <array>
 
 /// The checksum of the Modbus link against values that others published.
-class TestCrc16 : public TestCase
+class Crc16Test : public TestCase
 {
     Q_OBJECT
 
@@ -19,7 +19,7 @@ private slots:
     void appendLeavesWhatLiesBehindAlone();
 };
 
-void TestCrc16::checksum_data()
+void Crc16Test::checksum_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<int>("crc");
@@ -33,14 +33,14 @@ void TestCrc16::checksum_data()
     QTest::newRow("read coils") << QByteArray::fromHex("110100130025") << 0x840E;
 }
 
-void TestCrc16::checksum()
+void Crc16Test::checksum()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(int, crc);
     QCOMPARE(int{rtu::crc16(byteView(bytes))}, crc);
 }
 
-void TestCrc16::appendPutsTheLowByteFirst_data()
+void Crc16Test::appendPutsTheLowByteFirst_data()
 {
     QTest::addColumn<QByteArray>("frame");
     QTest::addColumn<QByteArray>("withCrc");
@@ -52,7 +52,7 @@ void TestCrc16::appendPutsTheLowByteFirst_data()
         << QByteArray::fromHex("010400000001") << QByteArray::fromHex("01040000000131CA");
 }
 
-void TestCrc16::appendPutsTheLowByteFirst()
+void Crc16Test::appendPutsTheLowByteFirst()
 {
     QFETCH(QByteArray, frame);
     QFETCH(QByteArray, withCrc);
@@ -63,7 +63,7 @@ void TestCrc16::appendPutsTheLowByteFirst()
     QCOMPARE(frame.toHex(), withCrc.toHex());
 }
 
-void TestCrc16::appendLeavesWhatLiesBehindAlone()
+void Crc16Test::appendLeavesWhatLiesBehindAlone()
 {
     std::array<std::uint8_t, 5> frame{0x02, 0x07, 0xAA, 0xAA, 0xAA};
     qint32 length = 2;
@@ -71,5 +71,5 @@ void TestCrc16::appendLeavesWhatLiesBehindAlone()
     QCOMPARE(frame, (std::array<std::uint8_t, 5>{0x02, 0x07, 0x41, 0x12, 0xAA}));
 }
 
-QTEST_GUILESS_MAIN(TestCrc16)
+QTEST_GUILESS_MAIN(Crc16Test)
 #include "tst_crc16.moc"

@@ -6,7 +6,7 @@
 #include <algorithm>
 
 /// Modbus frames against literal bytes.
-class TestFrames : public TestCase
+class FramesTest : public TestCase
 {
     Q_OBJECT
 
@@ -27,7 +27,7 @@ private slots:
     void dump();
 };
 
-void TestFrames::writeFileRecord_data()
+void FramesTest::writeFileRecord_data()
 {
     QTest::addColumn<int>("address");
     QTest::addColumn<int>("file");
@@ -52,7 +52,7 @@ void TestFrames::writeFileRecord_data()
                                << QByteArray::fromHex("00150906000000000001");
 }
 
-void TestFrames::writeFileRecord()
+void FramesTest::writeFileRecord()
 {
     QFETCH(int, address);
     QFETCH(int, file);
@@ -72,14 +72,14 @@ void TestFrames::writeFileRecord()
     QCOMPARE(byteArray(frame).toHex(), expected.toHex());
 }
 
-void TestFrames::longestWriteFileRecordFitsWithItsCrc()
+void FramesTest::longestWriteFileRecordFitsWithItsCrc()
 {
     rtu::FrameBuffer frame{};
     const QByteArray data(rtu::MaxRecordDataSize, 'x');
     QCOMPARE(rtu::buildWriteFileRecord(frame, 1, 0, 0, byteView(data)) + rtu::CrcSize, 256);
 }
 
-void TestFrames::readDeviceId()
+void FramesTest::readDeviceId()
 {
     rtu::FrameBuffer frame;
     frame.fill(0xA5);
@@ -87,7 +87,7 @@ void TestFrames::readDeviceId()
     QCOMPARE(byteArray(frame).left(7).toHex(), QByteArray("502b0e0402a5a5"));
 }
 
-void TestFrames::crcMatchesOnlyBothBytes_data()
+void FramesTest::crcMatchesOnlyBothBytes_data()
 {
     QTest::addColumn<QByteArray>("frame");
     QTest::addColumn<bool>("matches");
@@ -102,14 +102,14 @@ void TestFrames::crcMatchesOnlyBothBytes_data()
     QTest::newRow("over no byte, wrong") << QByteArray::fromHex("0000") << false;
 }
 
-void TestFrames::crcMatchesOnlyBothBytes()
+void FramesTest::crcMatchesOnlyBothBytes()
 {
     QFETCH(QByteArray, frame);
     QFETCH(bool, matches);
     QCOMPARE(rtu::crcMatches(byteView(frame)), matches);
 }
 
-void TestFrames::completeRecordEcho_data()
+void FramesTest::completeRecordEcho_data()
 {
     QTest::addColumn<QByteArray>("begin");
     QTest::addColumn<int>("size");
@@ -129,7 +129,7 @@ void TestFrames::completeRecordEcho_data()
     QTest::newRow("too few to believe the byte count") << QByteArray::fromHex("0115FE") << 3 << false;
 }
 
-void TestFrames::completeRecordEcho()
+void FramesTest::completeRecordEcho()
 {
     QFETCH(QByteArray, begin);
     QFETCH(int, size);
@@ -138,7 +138,7 @@ void TestFrames::completeRecordEcho()
     QCOMPARE(rtu::isCompleteRecordEcho(byteView(begin)), complete);
 }
 
-void TestFrames::highByteCountNeverCompletes()
+void FramesTest::highByteCountNeverCompletes()
 {
     rtu::FrameBuffer frame{1, rtu::WriteFileRecordFunction};
     for (int count = 0x80; count <= 0xFF; ++count) {
@@ -149,7 +149,7 @@ void TestFrames::highByteCountNeverCompletes()
     }
 }
 
-void TestFrames::exceptionBit()
+void FramesTest::exceptionBit()
 {
     QVERIFY(rtu::isException(byteView(QByteArray::fromHex("019502"))));
     QVERIFY(rtu::isException(byteView(QByteArray::fromHex("0180"))));
@@ -157,7 +157,7 @@ void TestFrames::exceptionBit()
     QVERIFY(!rtu::isException(byteView(QByteArray::fromHex("017F"))));
 }
 
-void TestFrames::exceptionText_data()
+void FramesTest::exceptionText_data()
 {
     QTest::addColumn<int>("code");
     QTest::addColumn<QString>("text");
@@ -172,13 +172,13 @@ void TestFrames::exceptionText_data()
     QTest::newRow("FF") << 0xFF << QStringLiteral("255 - Unknown");
 }
 
-void TestFrames::exceptionText()
+void FramesTest::exceptionText()
 {
     QFETCH(int, code);
     QTEST(rtu::exceptionText(static_cast<std::uint8_t>(code)), "text");
 }
 
-void TestFrames::dump_data()
+void FramesTest::dump_data()
 {
     QTest::addColumn<int>("size");
     QTest::addColumn<QString>("text");
@@ -201,7 +201,7 @@ void TestFrames::dump_data()
                                           "    10 ");
 }
 
-void TestFrames::dump()
+void FramesTest::dump()
 {
     QFETCH(int, size);
     QFETCH(QString, text);
@@ -210,5 +210,5 @@ void TestFrames::dump()
     QCOMPARE(rtu::dumpText(rtu::FrameDirection::Received, byteView(frame)), QStringLiteral("<-- ") + text);
 }
 
-QTEST_GUILESS_MAIN(TestFrames)
+QTEST_GUILESS_MAIN(FramesTest)
 #include "tst_frames.moc"

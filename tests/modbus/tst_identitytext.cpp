@@ -6,7 +6,7 @@
 #include <memory>
 
 /// The printed identity of a panel, above all of one whose reply lies about its lengths.
-class TestIdentityText : public TestCase
+class IdentityTextTest : public TestCase
 {
     Q_OBJECT
 
@@ -41,7 +41,7 @@ std::unique_ptr<rtu::FrameBuffer> replyOf(int count, const QByteArray &objects)
 
 } // namespace
 
-void TestIdentityText::identity_data()
+void IdentityTextTest::identity_data()
 {
     QTest::addColumn<int>("address");
     QTest::addColumn<int>("count");
@@ -68,7 +68,7 @@ void TestIdentityText::identity_data()
                                      << QByteArray("Address:010(0x0A)\n   Product Code  : \n\n");
 }
 
-void TestIdentityText::identity()
+void IdentityTextTest::identity()
 {
     QFETCH(int, address);
     QFETCH(int, count);
@@ -76,13 +76,13 @@ void TestIdentityText::identity()
     QTEST(rtu::identityText(static_cast<std::uint8_t>(address), *replyOf(count, objects)), "text");
 }
 
-void TestIdentityText::valuesMayHoldZeroBytes()
+void IdentityTextTest::valuesMayHoldZeroBytes()
 {
     QCOMPARE(rtu::identityText(1, *replyOf(1, QByteArray("\x02\x03\x00x\x00", 5))),
              QByteArray("Address:001(0x01)\n   Version       : \0x\0\n", 41));
 }
 
-void TestIdentityText::valueThatLeavesTheBufferIsCutThere()
+void IdentityTextTest::valueThatLeavesTheBufferIsCutThere()
 {
     QByteArray objects("\x07\x7F", 2);
     objects += QByteArray(127, 'a');
@@ -93,7 +93,7 @@ void TestIdentityText::valueThatLeavesTheBufferIsCutThere()
              "Address:001(0x01)\n" + QByteArray(127, 'a') + '\n' + QByteArray(117, 'b') + '\n');
 }
 
-void TestIdentityText::headerThatLeavesTheBufferIsNoObject_data()
+void IdentityTextTest::headerThatLeavesTheBufferIsNoObject_data()
 {
     QTest::addColumn<int>("lastLength");
     QTest::addColumn<int>("lines");
@@ -105,7 +105,7 @@ void TestIdentityText::headerThatLeavesTheBufferIsNoObject_data()
     QTest::newRow("header further behind") << 127 << 3;
 }
 
-void TestIdentityText::headerThatLeavesTheBufferIsNoObject()
+void IdentityTextTest::headerThatLeavesTheBufferIsNoObject()
 {
     QFETCH(int, lastLength);
     QFETCH(int, lines);
@@ -115,20 +115,20 @@ void TestIdentityText::headerThatLeavesTheBufferIsNoObject()
     QCOMPARE(rtu::identityText(1, *reply).count('\n'), lines);
 }
 
-void TestIdentityText::lengthThatLeadsBeforeTheBufferEnds()
+void IdentityTextTest::lengthThatLeadsBeforeTheBufferEnds()
 {
     QCOMPARE(rtu::identityText(1, *replyOf(255, QByteArray("\x02\x80", 2))),
              QByteArray("Address:001(0x01)\n   Version       : \n"));
 }
 
-void TestIdentityText::lengthThatStaysInPlaceEndsWithTheCount()
+void IdentityTextTest::lengthThatStaysInPlaceEndsWithTheCount()
 {
     // -2 makes each object its own successor.
     const QByteArray text = rtu::identityText(1, *replyOf(255, QByteArray("\x02\xFE", 2)));
     QCOMPARE(text.count("   Version       : \n"), 255);
 }
 
-void TestIdentityText::lengthThatGoesBackEndsWithTheCount()
+void IdentityTextTest::lengthThatGoesBackEndsWithTheCount()
 {
     // -10 leads from byte 8 to byte 0, whose second byte is the function code: a value of 43 bytes.
     const QByteArray text = rtu::identityText(1, *replyOf(2, QByteArray("\x02\xF6", 2)));
@@ -136,7 +136,7 @@ void TestIdentityText::lengthThatGoesBackEndsWithTheCount()
     QCOMPARE(text.size(), 18 + 20 + 43 + 1);
 }
 
-void TestIdentityText::everyLengthAndCountEnds()
+void IdentityTextTest::everyLengthAndCountEnds()
 {
     for (int length = 0; length <= 0xFF; ++length) {
         rtu::FrameBuffer reply;
@@ -147,5 +147,5 @@ void TestIdentityText::everyLengthAndCountEnds()
     }
 }
 
-QTEST_GUILESS_MAIN(TestIdentityText)
+QTEST_GUILESS_MAIN(IdentityTextTest)
 #include "tst_identitytext.moc"

@@ -93,7 +93,8 @@ extern "C" int close(int file)
     return systemsOwn(file);
 }
 
-/// Gives the name of something that cannot be opened, in the bench's folder.
+/// Gives the name of something that cannot be opened, in the bench's folder. What it is made of has to say
+/// that it returns a QString: a sum of strings alone would refer to strings that are gone.
 using MakeName = std::function<QString(const LoaderBench &)>;
 Q_DECLARE_METATYPE(MakeName)
 
@@ -131,22 +132,23 @@ void ModbusLoaderOpeningTest::anImageThatCannotBeOpened_data()
         QTest::newRow(name) << makeName << QByteArray(reason);
     };
     row("missing", "No such file or directory",
-        [](const LoaderBench &bench) { return bench.path() + QStringLiteral("/missing.INC"); });
-    row("no name", "No such file or directory", [](const LoaderBench &) { return QString(); });
+        [](const LoaderBench &bench) -> QString { return bench.path() + QStringLiteral("/missing.INC"); });
+    row("no name", "No such file or directory", [](const LoaderBench &) -> QString { return QString(); });
     row("placeholders in its name", "No such file or directory",
-        [](const LoaderBench &bench) { return bench.path() + QStringLiteral("/%2 %1 %3.INC"); });
+        [](const LoaderBench &bench) -> QString { return bench.path() + QStringLiteral("/%2 %1 %3.INC"); });
     row("markup in its name", "No such file or directory",
-        [](const LoaderBench &) { return QStringLiteral("/<b>bold</b>/Gerät.INC"); });
-    row("a folder", "Is a directory", [](const LoaderBench &bench) { return bench.path(); });
-    row("below a file", "Not a directory",
-        [](const LoaderBench &bench) { return bench.job.imageFileName + QStringLiteral("/panel.INC"); });
-    row("a link to itself", "Too many levels of symbolic links", [](const LoaderBench &bench) {
+        [](const LoaderBench &) -> QString { return QStringLiteral("/<b>bold</b>/Gerät.INC"); });
+    row("a folder", "Is a directory", [](const LoaderBench &bench) -> QString { return bench.path(); });
+    row("below a file", "Not a directory", [](const LoaderBench &bench) -> QString {
+        return bench.job.imageFileName + QStringLiteral("/panel.INC");
+    });
+    row("a link to itself", "Too many levels of symbolic links", [](const LoaderBench &bench) -> QString {
         const QString name = bench.path() + QStringLiteral("/loop.INC");
         QFile::link(name, name);
         return name;
     });
     row("too long a name", "File name too long",
-        [](const LoaderBench &bench) { return bench.path() + u'/' + QString(300, u'x'); });
+        [](const LoaderBench &bench) -> QString { return bench.path() + u'/' + QString(300, u'x'); });
 }
 
 void ModbusLoaderOpeningTest::anImageThatCannotBeOpened()
@@ -157,7 +159,7 @@ void ModbusLoaderOpeningTest::anImageThatCannotBeOpened()
     bench.setImage("image");
     bench.job.imageFileName = makeName(bench);
     QCOMPARE(runOver(bench, ModbusLoader::Link::Sub20), -1);
-    QCOMPARE(bench.events(), QStringList{refusal(bench.job.imageFileName, reason)});
+    QCOMPARE(bench.events(), QStringList{refusal(bench.job.imageFileName, reason.constData())});
 }
 
 void ModbusLoaderOpeningTest::aForbiddenImage()
@@ -240,11 +242,12 @@ void ModbusLoaderOpeningTest::aPortThatCannotBeOpened_data()
         QTest::newRow(name) << makePort << QString::fromLatin1(error);
     };
     row("missing", "No such file or directory",
-        [](const LoaderBench &) { return QStringLiteral("ttyMISSING"); });
-    row("no name", "Is a directory", [](const LoaderBench &) { return QString(); }); // it is /dev/ then
-    row("a folder", "Is a directory", [](const LoaderBench &bench) { return bench.path(); });
+        [](const LoaderBench &) -> QString { return QStringLiteral("ttyMISSING"); });
+    row("no name", "Is a directory",
+        [](const LoaderBench &) -> QString { return QString(); }); // it is /dev/ then
+    row("a folder", "Is a directory", [](const LoaderBench &bench) -> QString { return bench.path(); });
     row("no serial port", "Inappropriate ioctl for device",
-        [](const LoaderBench &bench) { return bench.job.imageFileName; });
+        [](const LoaderBench &bench) -> QString { return bench.job.imageFileName; });
 }
 
 void ModbusLoaderOpeningTest::aPortThatCannotBeOpened()

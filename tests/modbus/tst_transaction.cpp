@@ -7,7 +7,7 @@
 #include <QElapsedTimer>
 
 /// How a transaction judges its reply, over a serial line.
-class TestTransaction : public TestCase
+class TransactionTest : public TestCase
 {
     Q_OBJECT
 
@@ -43,7 +43,7 @@ const QByteArray FirstChunk = QByteArray::fromHex("01152706000000000010"
 
 } // namespace
 
-void TestTransaction::replyIsJudged_data()
+void TransactionTest::replyIsJudged_data()
 {
     QTest::addColumn<QString>("misbehaviour");
     QTest::addColumn<int>("result");
@@ -70,7 +70,7 @@ void TestTransaction::replyIsJudged_data()
     row("--cut 43", 104, "CRC error");
 }
 
-void TestTransaction::replyIsJudged()
+void TransactionTest::replyIsJudged()
 {
     QFETCH(QString, misbehaviour);
     QFETCH(int, result);
@@ -85,7 +85,7 @@ void TestTransaction::replyIsJudged()
     QCOMPARE(link.events.take(), expected);
 }
 
-void TestTransaction::recordReachesThePanel()
+void TransactionTest::recordReachesThePanel()
 {
     PanelProcess panel;
     SerialLink link(panel.path());
@@ -97,7 +97,7 @@ void TestTransaction::recordReachesThePanel()
     QCOMPARE(counts.value(QStringLiteral("requests")), 2);
 }
 
-void TestTransaction::frameOnTheWire()
+void TransactionTest::frameOnTheWire()
 {
     Pty pty;
     SerialLink link(pty.path());
@@ -106,7 +106,7 @@ void TestTransaction::frameOnTheWire()
     QCOMPARE(pty.take().toHex(), FirstChunk.toHex());
 }
 
-void TestTransaction::echoIsNotCompared()
+void TransactionTest::echoIsNotCompared()
 {
     Pty pty;
     SerialLink link(pty.path());
@@ -115,7 +115,7 @@ void TestTransaction::echoIsNotCompared()
     QCOMPARE(link.events.take(), QStringList{ChunkWritten});
 }
 
-void TestTransaction::threeByteReplyIsCheckedOverItsFirstByte_data()
+void TransactionTest::threeByteReplyIsCheckedOverItsFirstByte_data()
 {
     QTest::addColumn<QByteArray>("reply");
     QTest::addColumn<int>("result");
@@ -132,7 +132,7 @@ void TestTransaction::threeByteReplyIsCheckedOverItsFirstByte_data()
         << QStringList{QStringLiteral("error: Modbus Exception: 64 - Unknown")};
 }
 
-void TestTransaction::threeByteReplyIsCheckedOverItsFirstByte()
+void TransactionTest::threeByteReplyIsCheckedOverItsFirstByte()
 {
     QFETCH(QByteArray, reply);
     QFETCH(int, result);
@@ -144,7 +144,7 @@ void TestTransaction::threeByteReplyIsCheckedOverItsFirstByte()
     QCOMPARE(link.events.take(), QStringList{ChunkWritten} + errors);
 }
 
-void TestTransaction::traceFlagDumpsBothFrames()
+void TransactionTest::traceFlagDumpsBothFrames()
 {
     const QString dump = QStringLiteral("01|15|27 06 00 00 00 00 00 10 00 01 02 03 04 05 \n"
                                         "    06 07 08 09 0A 0B 0C 0D 0E 0F 10 11 12 13 14 15 \n"
@@ -162,7 +162,7 @@ void TestTransaction::traceFlagDumpsBothFrames()
     QCOMPARE(link.events.take(), QStringList{ChunkWritten});
 }
 
-void TestTransaction::replyIsDumpedBeforeItsError_data()
+void TransactionTest::replyIsDumpedBeforeItsError_data()
 {
     QTest::addColumn<QByteArray>("reply");
     QTest::addColumn<QString>("dump");
@@ -176,7 +176,7 @@ void TestTransaction::replyIsDumpedBeforeItsError_data()
                                << QStringLiteral("Modbus Exception: Illegal Data Address");
 }
 
-void TestTransaction::replyIsDumpedBeforeItsError()
+void TransactionTest::replyIsDumpedBeforeItsError()
 {
     QFETCH(QByteArray, reply);
     QFETCH(QString, dump);
@@ -190,7 +190,7 @@ void TestTransaction::replyIsDumpedBeforeItsError()
                                                      QStringLiteral("error: ") + error}));
 }
 
-void TestTransaction::broadcastPausesAndSucceeds()
+void TransactionTest::broadcastPausesAndSucceeds()
 {
     Pty pty;
     SerialLink link(pty.path());
@@ -203,7 +203,7 @@ void TestTransaction::broadcastPausesAndSucceeds()
     QCOMPARE(link.events.take(), QStringList());
 }
 
-void TestTransaction::broadcastIsTakenInSilence()
+void TransactionTest::broadcastIsTakenInSilence()
 {
     PanelProcess panel;
     SerialLink link(panel.path());
@@ -213,7 +213,7 @@ void TestTransaction::broadcastIsTakenInSilence()
     QCOMPARE(panel.finish().value(QStringLiteral("broadcasts")), 1);
 }
 
-void TestTransaction::broadcastDoesNotLookAtAReply()
+void TransactionTest::broadcastDoesNotLookAtAReply()
 {
     Pty pty;
     SerialLink link(pty.path());
@@ -225,7 +225,7 @@ void TestTransaction::broadcastDoesNotLookAtAReply()
     QVERIFY(events.constFirst().startsWith(QStringLiteral("info: --> 00|15|27 ")));
 }
 
-void TestTransaction::readDeviceIdPrintsTheIdentity()
+void TransactionTest::readDeviceIdPrintsTheIdentity()
 {
     PanelProcess panel;
     SerialLink link(panel.path());
@@ -240,7 +240,7 @@ void TestTransaction::readDeviceIdPrintsTheIdentity()
     QCOMPARE(link.events.take(), QStringList{QStringLiteral("debug: 7 bytes written...")});
 }
 
-void TestTransaction::readDeviceIdPrintsNothingOnFailure()
+void TransactionTest::readDeviceIdPrintsNothingOnFailure()
 {
     PanelProcess panel;
     SerialLink link(panel.path());
@@ -252,7 +252,7 @@ void TestTransaction::readDeviceIdPrintsNothingOnFailure()
     QCOMPARE(link.events.take().constLast(), QStringLiteral("error: Modbus Exception: Illegal Data Address"));
 }
 
-void TestTransaction::readDeviceIdPrintsNothingForABroadcast()
+void TransactionTest::readDeviceIdPrintsNothingForABroadcast()
 {
     Pty pty;
     SerialLink link(pty.path());
@@ -266,7 +266,7 @@ void TestTransaction::readDeviceIdPrintsNothingForABroadcast()
 
 // A reply may count more objects than it holds: here the third is made of its CRC, 55 00, and the others lie
 // behind it, where zeros are read and nothing of the reply before.
-void TestTransaction::aShortIdentityBehindALongerOne()
+void TransactionTest::aShortIdentityBehindALongerOne()
 {
     Pty pty;
     SerialLink link(pty.path());
@@ -292,7 +292,7 @@ void TestTransaction::aShortIdentityBehindALongerOne()
                         "   Vendor        : \n"));
 }
 
-void TestTransaction::anythingButTheEchoIsRefusedOnRequest_data()
+void TransactionTest::anythingButTheEchoIsRefusedOnRequest_data()
 {
     QTest::addColumn<QByteArray>("data");
     QTest::addColumn<QByteArray>("reply");
@@ -310,7 +310,7 @@ void TestTransaction::anythingButTheEchoIsRefusedOnRequest_data()
     QTest::newRow("another function") << small << QByteArray::fromHex("01030000000AC5CD") << false;
 }
 
-void TestTransaction::anythingButTheEchoIsRefusedOnRequest()
+void TransactionTest::anythingButTheEchoIsRefusedOnRequest()
 {
     QFETCH(const QByteArray, data);
     QFETCH(const QByteArray, reply);
@@ -330,7 +330,7 @@ void TestTransaction::anythingButTheEchoIsRefusedOnRequest()
     }
 }
 
-void TestTransaction::everyByteOfTheEchoCounts()
+void TransactionTest::everyByteOfTheEchoCounts()
 {
     const QByteArray data = countingBytes(0, 4);
     const QByteArray request = requestWith(data);
@@ -347,5 +347,5 @@ void TestTransaction::everyByteOfTheEchoCounts()
     }
 }
 
-QTEST_GUILESS_MAIN(TestTransaction)
+QTEST_GUILESS_MAIN(TransactionTest)
 #include "tst_transaction.moc"
