@@ -20,8 +20,8 @@ struct SessionEnd
     bool restarts = false;
 };
 
-/// Which run is on the line, and which one comes next. There is never more than one: a start that comes before
-/// the stopped loader has returned waits for it, and a stop belongs to the run it was pressed for.
+/// Which run is on the line, and which one comes next. There is never more than one: a start that comes
+/// before the stopped loader has returned waits for it, and a stop belongs to the run it was pressed for.
 ///
 ///     Idle ──start──▶ Running ──stop──▶ Stopping ──start──▶ Restarting
 ///      ▲                │                  │  ▲                │  │
