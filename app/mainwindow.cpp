@@ -10,7 +10,9 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDebug>
+#include <QKeySequence>
 #include <QLabel>
+#include <QList>
 #include <QPalette>
 #include <QProgressBar>
 #include <QPushButton>
@@ -29,9 +31,7 @@ const QString ProgressBarStyle = QStringLiteral(
 
 } // namespace
 
-MainWindow::MainWindow(QWidget *parent) : MainWindow(Hardware(), parent) {}
-
-MainWindow::MainWindow(Hardware lent, QWidget *parent)
+MainWindow::MainWindow(QWidget *parent, Hardware lent)
     : QMainWindow(parent),
       ui(std::make_unique<Ui_MainWindow>()),
       hardware(std::move(lent)),
@@ -144,18 +144,16 @@ void MainWindow::initTrace()
 {
     logBrowser = new LogBrowser(this, nullptr);
     logHandlerInstalled = false;
-    addTraceKey(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketRight);
+    QList<QKeySequence> traceKeys{Qt::CTRL | Qt::SHIFT | Qt::Key_BracketRight};
     if (!options.traceKey.isEmpty())
-        addTraceKey(options.traceKey);
-}
-
-void MainWindow::addTraceKey(const QKeySequence &keys)
-{
-    auto *const hotKey = new QShortcut(keys, this);
-    hotKey->setContext(Qt::ApplicationShortcut);
-    connect(hotKey, SIGNAL(activated()), this, SLOT(logHotKeyPressed()));
-    // Of two shortcuts that one press fits, Qt takes one and says so.
-    connect(hotKey, &QShortcut::activatedAmbiguously, this, &MainWindow::logHotKeyPressed);
+        traceKeys += options.traceKey;
+    for (const QKeySequence &keys : std::as_const(traceKeys)) {
+        auto *const hotKey = new QShortcut(keys, this);
+        hotKey->setContext(Qt::ApplicationShortcut);
+        connect(hotKey, SIGNAL(activated()), this, SLOT(logHotKeyPressed()));
+        // Of two shortcuts that one press fits, Qt takes one and says so.
+        connect(hotKey, &QShortcut::activatedAmbiguously, this, &MainWindow::logHotKeyPressed);
+    }
 }
 
 void MainWindow::logHotKeyPressed()

@@ -22,7 +22,6 @@
 class ConnectionLabel;
 class Emitter;
 class QAction;
-class QKeySequence;
 class QLabel;
 class QLineEdit;
 class QMenu;
@@ -44,14 +43,10 @@ class MainWindow : public QMainWindow
     friend class WindowProbe;
 
 public:
-    explicit MainWindow(QWidget *parent = nullptr);
-    /// A window that works with this hardware in place of the machine's.
-    explicit MainWindow(Hardware hardware, QWidget *parent = nullptr);
+    /// `hardware` may stand in for the machine's.
+    explicit MainWindow(QWidget *parent = nullptr, Hardware hardware = {});
     /// Asks a running loader to stop, and returns when it has.
     ~MainWindow() override;
-
-    MainWindow(const MainWindow &) = delete;
-    MainWindow &operator=(const MainWindow &) = delete;
 
 public slots:
     // The order is the meta-object's.
@@ -84,12 +79,10 @@ private:
     void adaptToTheme();
     void connectSignals();
     void initTrace();
-    void addTraceKey(const QKeySequence &keys);
 
     // mainwindow_settings.cpp
     void loadSettings();
     void readConnectionType();
-    void showAddress();
 
     // mainwindow_connections.cpp
     void updateConnections();
@@ -111,7 +104,6 @@ private:
     int irBoot();
     int modbusBoot();
     LoaderContext loaderContext();
-    void showBarText(const QString &text);
     void releaseAdapter();
     void showErrorBox(const QString &errTxt);
 
@@ -142,7 +134,6 @@ private:
     sub_handle sub20Handle = nullptr;
     std::atomic<bool> stopRequested = false;
     std::unique_ptr<Emitter> emitter;
-
     const Hardware hardware;
     QLabel *labelAdress = nullptr;
     /// Chooses the layout of the infrared frames.

@@ -60,7 +60,7 @@ void MainWindow::selectStoredConnection()
         portName = QString();
     activateConnection(action);
     // What stands in for a port that the user picked, while that is unplugged, was not chosen by anybody.
-    if (match || !options.portFollowsMenu)
+    if (!options.portFollowsMenu || deviceName.isEmpty() || action->text() == deviceName)
         storeConnection(*action);
     showConnection(action->text());
 }

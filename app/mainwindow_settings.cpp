@@ -15,6 +15,13 @@ namespace {
 constexpr int DefaultDeviceAddress = 0x50;
 constexpr int Hexadecimal = 16;
 
+/// The box shows hexadecimal digits, but holds them as the decimal number that they spell: 0x50 is the value
+/// 50. So only the digits 0 to 9 can be chosen, and an address with another digit shows as 0.
+int shownDigits(int address)
+{
+    return QString::number(static_cast<uint>(address), Hexadecimal).toInt();
+}
+
 } // namespace
 
 void MainWindow::loadSettings()
@@ -36,7 +43,7 @@ void MainWindow::loadSettings()
     } else {
         deviceAddress = address.toInt();
     }
-    showAddress();
+    spinBoxAdress->setValue(shownDigits(deviceAddress));
 
     imageFileName = settings->value(settingskey::FileName).toString();
     if (!imageFileName.isEmpty())
@@ -48,13 +55,6 @@ void MainWindow::loadSettings()
 void MainWindow::readConnectionType()
 {
     connectionType = settings->value(settingskey::ConnectionType).toInt();
-}
-
-/// The box shows hexadecimal digits, but holds them as the decimal number that they spell: 0x50 is the value
-/// 50. So only the digits 0 to 9 can be chosen, and an address with another digit shows as 0.
-void MainWindow::showAddress()
-{
-    spinBoxAdress->setValue(QString::number(static_cast<uint>(deviceAddress), Hexadecimal).toInt());
 }
 
 void MainWindow::setAddress(const QString &text)

@@ -20,6 +20,19 @@
 #include <QPushButton>
 #include <QSettings>
 
+namespace {
+
+/// Of the bar itself, a screen reader gets the number alone.
+void showBarText(QProgressBar &bar, const QString &text)
+{
+    if (bar.format() == text)
+        return;
+    bar.setFormat(text);
+    bar.setAccessibleDescription(text);
+}
+
+} // namespace
+
 void MainWindow::btnLoadImageClicked()
 {
     imageFileName = QFileDialog::getOpenFileName(nullptr, QStringLiteral("Open firmware image"),
@@ -122,16 +135,7 @@ LoaderContext MainWindow::loaderContext()
 void MainWindow::progressBarHandling(int value)
 {
     progressBar->setValue(value);
-    showBarText(elapsedText(static_cast<quint32>(elapsedTimer.elapsed())));
-}
-
-/// Of the bar itself, a screen reader gets the number alone.
-void MainWindow::showBarText(const QString &text)
-{
-    if (progressBar->format() == text)
-        return;
-    progressBar->setFormat(text);
-    progressBar->setAccessibleDescription(text);
+    showBarText(*progressBar, elapsedText(static_cast<quint32>(elapsedTimer.elapsed())));
 }
 
 void MainWindow::handleFinished()
@@ -146,7 +150,7 @@ void MainWindow::handleFinished()
     // A full bar means success: it is not left over for a run that has waited for this end.
     if (end->restarts || progressBar->value() != progressBar->maximum())
         progressBar->setValue(0);
-    showBarText(QString());
+    showBarText(*progressBar, QString());
     if (end->result < 0)
         qDebug("thread canceled with error");
     releaseAdapter();

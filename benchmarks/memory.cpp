@@ -22,10 +22,10 @@ constexpr int SerialChunks = 99;
 
 constexpr int LookAgainMs = 10;
 
-class ImageFile : public QTemporaryFile
+class SampleFile : public QTemporaryFile
 {
 public:
-    explicit ImageFile(qsizetype size)
+    explicit SampleFile(qsizetype size)
     {
         if (!open() || write(sampleImage(size)) != size || !flush())
             giveUp(QStringLiteral("cannot write an image file"));
@@ -116,8 +116,8 @@ void measure(const QString &link, double (*peak)(const QFile &), const QFile &sm
 
 int main()
 {
-    const ImageFile smallImage(SmallImage);
-    const ImageFile largeImage(LargeImage);
+    const SampleFile smallImage(SmallImage);
+    const SampleFile largeImage(LargeImage);
     measure(QStringLiteral("infrared"), peakOfInfraredUpload, smallImage, largeImage);
     measure(QStringLiteral("serial"), peakOfSerialUpload, smallImage, largeImage);
     return EXIT_SUCCESS;

@@ -38,6 +38,7 @@ int ModbusLoader::run()
     modbus.setBroadcastDelay(BroadcastDelayMs);
     modbus.setReplyGap(context.job.replyGapMs);
     modbus.setReplyChecked(context.job.checkReply);
+    modbus.setAdapter(context.adapter);
     context.sub20Handle = nullptr;
     switch (link) {
     case Link::Sub20:

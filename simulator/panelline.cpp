@@ -31,7 +31,7 @@ bool isReadable(const pollfd &entry)
 } // namespace
 
 PanelLine::PanelLine(const PanelOptions &options, PseudoTerminal &terminal, const StopSignal &stop,
-                     ImageFile &image)
+                     ReceivedImage &image)
     : settings(options),
       wire(terminal),
       stopSignal(stop),

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "simulator/imagefile.h"
 #include "simulator/misbehavingpanel.h"
 #include "simulator/paneloptions.h"
 #include "simulator/pseudoterminal.h"
+#include "simulator/receivedimage.h"
 #include "simulator/stopsignal.h"
 
 #include <sys/types.h>
@@ -31,7 +31,7 @@ public:
     };
 
     PanelLine(const PanelOptions &options, PseudoTerminal &terminal, const StopSignal &stop,
-              ImageFile &image);
+              ReceivedImage &image);
 
     End run();
 
@@ -54,7 +54,7 @@ private:
     PanelOptions settings;
     PseudoTerminal &wire;
     const StopSignal &stopSignal;
-    ImageFile &imageFile;
+    ReceivedImage &imageFile;
     MisbehavingPanel simulated;
     Bytes pending; // bytes that have arrived and are no whole request yet
     pid_t parent;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "simulator/imagefile.h"
 #include "simulator/irreceiver.h"
 #include "simulator/misbehavingpanel.h"
+#include "simulator/receivedimage.h"
 #include "simulator/sub20settings.h"
 
 #include <array>
@@ -82,8 +82,8 @@ private:
         Sub20Settings settings;
         IrReceiver receiver;
         MisbehavingPanel panel;
-        ImageFile irImage;
-        ImageFile rsImage;
+        ReceivedImage irImage;
+        ReceivedImage rsImage;
         std::map<std::string, std::uint32_t> calls; // by function name
         std::uint32_t transfers = 0;
         bool pulledOut = false;

@@ -69,7 +69,7 @@ int reportBadOutput(const simulator::PanelOptions &options)
 
 int servePanel(const simulator::PanelOptions &options)
 {
-    simulator::ImageFile image(options.outputFile);
+    simulator::ReceivedImage image(options.outputFile);
     if (!image.isGood())
         return reportBadOutput(options);
     const simulator::StopSignal stop;

@@ -37,8 +37,10 @@ constexpr std::array<std::uint8_t, 256> CrcTable = makeCrcTable();
 
 std::uint8_t crc8(std::span<const std::uint8_t> bytes) noexcept
 {
-    return std::accumulate(bytes.begin(), bytes.end(), std::uint8_t{0},
-                           [](std::uint8_t crc, std::uint8_t byte) { return CrcTable[crc ^ byte]; });
+    std::size_t crc = 0; // as wide as an index: each byte waits for the one before it
+    for (const std::uint8_t byte : bytes)
+        crc = CrcTable[crc ^ byte];
+    return static_cast<std::uint8_t>(crc);
 }
 
 std::uint8_t nextNumber(std::uint8_t number) noexcept

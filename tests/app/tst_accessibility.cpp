@@ -119,7 +119,7 @@ struct ShownWindow
     QString focus() const { return name(bench.window().focusWidget()); }
 
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench{adapter};
     bool isActive = false;
 };
 

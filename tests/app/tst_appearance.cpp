@@ -103,6 +103,7 @@ private slots:
     void elapsedTimeStandsOutFromTheBar();
     void connectionStandsOutFromItsGround_data();
     void connectionStandsOutFromItsGround();
+    void onALightThemeTheBarIsLeftAlone();
     void nothingIsCutOff_data();
     void nothingIsCutOff();
     void longErrorTextsAreWrapped();
@@ -173,6 +174,28 @@ void AppearanceTest::connectionStandsOutFromItsGround()
     QVERIFY(hasColour(picture(), green));
     QCOMPARE(picture().pixelColor(0, 0), ground);
     QVERIFY(contrast(ground, green) >= Recognisable);
+}
+
+/// The bar's sheet is the only thing that is set, but while the theme is dark.
+void AppearanceTest::onALightThemeTheBarIsLeftAlone()
+{
+    const QPalette usual = QApplication::palette();
+    const Theme theme(usual);
+    WindowBench bench;
+    bench.start().show();
+    const auto &bar = *bench.widget<QProgressBar>("progressBar");
+    QProgressBar plain(&bench.window());
+    plain.setStyleSheet(bar.styleSheet());
+    plain.show();
+    const auto isPlain = [&] {
+        return bar.palette().resolveMask() == plain.palette().resolveMask() &&
+               bar.palette().color(QPalette::Text) == plain.palette().color(QPalette::Text);
+    };
+    QVERIFY(isPlain());
+    QApplication::setPalette(darkPalette());
+    QTRY_COMPARE(bar.palette().color(QPalette::Text), QColor(Qt::black));
+    QApplication::setPalette(usual);
+    QTRY_VERIFY(isPlain());
 }
 
 void AppearanceTest::nothingIsCutOff_data()

@@ -70,6 +70,7 @@ struct Form
 
 } // namespace
 
+/// The window as it comes up: its form, its wiring, what a user sees first, and its end.
 class MainWindowTest : public TestCase
 {
     Q_OBJECT
@@ -347,7 +348,7 @@ void MainWindowTest::closingDuringAnUploadWaitsForTheLoader()
     constexpr int Chunks = 200;
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "200");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.settings.setValue(QStringLiteral("settings/deviceName"), QStringLiteral("Modbus SUB-20"));
     bench.settings.setValue(QStringLiteral("settings/filename"),
                             bench.makeImage(QByteArray(Chunks * 32, 'x')));

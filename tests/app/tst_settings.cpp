@@ -17,6 +17,7 @@ const QString FileNameKey = QStringLiteral("settings/filename");
 
 } // namespace
 
+/// What the settings file brings into the window, and what the window writes into it.
 class SettingsTest : public TestCase
 {
     Q_OBJECT
@@ -376,7 +377,7 @@ void SettingsTest::aFileThatCannotBeUsed_data()
     QTest::addColumn<QString>("obstacle");
     QTest::newRow("a folder in its place") << QStringLiteral("folder");
     QTest::newRow("a file in its folder's place") << QStringLiteral("file");
-    QTest::newRow("nothing may be written there") << QStringLiteral("forbidden");
+    QTest::newRow("no place for its folder") << QStringLiteral("no place");
 }
 
 void SettingsTest::aFileThatCannotBeUsed()
@@ -389,8 +390,10 @@ void SettingsTest::aFileThatCannotBeUsed()
         QFile file(bench.settings.path() + QStringLiteral("/Norvantic"));
         QVERIFY(file.open(QIODevice::WriteOnly));
     } else {
-        // Not even the superuser can make a folder there.
-        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("/proc/self"));
+        // Not even the superuser can make a folder in a file.
+        QFile file(bench.settings.path() + QStringLiteral("/file"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, file.fileName());
     }
     startWithoutValues(bench);
     QVERIFY(!QFileInfo(bench.settings.file()).isFile());

@@ -3,11 +3,14 @@
 #include "tests/support/adapterchecks.h"
 #include "tests/support/messagelog.h"
 #include "tests/support/modalwatch.h"
+#include "tests/support/panelprocess.h"
 #include "tests/support/testcase.h"
 
 #include <QGuiApplication>
+#include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QSemaphore>
 #include <QThread>
 
 #include <stdexcept>
@@ -42,6 +45,10 @@ private slots:
     void theWaitCursorEndsWithTheSession();
     void aFailureNamesNoCancelling();
     void withoutConnectionNothingStarts();
+    void withoutConnectionAStopOfNoRunIsTakenBack();
+    void eachStartCountsItsOwnTime();
+    void anEmptiedFileFieldLeavesTheRunAlone();
+    void anUpdateThroughTheAdapterThenOneOverASerialPort();
     void anEndWithoutSessionChangesNothing();
     void theLoaderWorksWithWhatStoodAtTheStart();
 
@@ -67,7 +74,7 @@ void UpdateControlTest::startShowsARunningSession()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "50");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(100));
     bar(bench).setValue(50);
     bench.press();
@@ -90,7 +97,7 @@ void UpdateControlTest::aCompleteUpdateLeavesTheBarFull()
 {
     QFETCH(const QString, connection);
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(connection, chunks(30));
     const MessageLog log;
     bench.press();
@@ -110,7 +117,7 @@ void UpdateControlTest::progressShowsTheElapsedTime()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "20");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(100));
     bench.press();
     QTRY_VERIFY(bar(bench).value() > 0);
@@ -138,7 +145,7 @@ void UpdateControlTest::stopResetsTheBarAtOnce()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "100");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(200));
     bench.press();
     QTRY_VERIFY(bar(bench).value() > 0);
@@ -161,7 +168,7 @@ void UpdateControlTest::stopEndsTheLoaderAtItsNextBlock()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "50");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(200));
     startAndWait(bench, adapter);
     const MessageLog log;
@@ -179,7 +186,7 @@ void UpdateControlTest::theWaitCursorEndsWithTheSession()
 {
     SimulatedAdapter adapter;
     adapter.set("IR_TIME", "20");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, chunks(100));
     QVERIFY(!QGuiApplication::overrideCursor());
     bench.press();
@@ -196,7 +203,7 @@ void UpdateControlTest::aFailureNamesNoCancelling()
 {
     SimulatedAdapter adapter;
     adapter.set("RS", "exception=2,from-record=5");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(30));
     const MessageLog log;
     const MessageBoxes boxes;
@@ -213,7 +220,7 @@ void UpdateControlTest::aFailureNamesNoCancelling()
 void UpdateControlTest::withoutConnectionNothingStarts()
 {
     SimulatedAdapter adapter(0);
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(QString(), chunks(3));
     for (const int type : {0, 4, -1}) {
         bench.probe().connectionType() = type;
@@ -231,6 +238,98 @@ void UpdateControlTest::withoutConnectionNothingStarts()
     }
 }
 
+void UpdateControlTest::withoutConnectionAStopOfNoRunIsTakenBack()
+{
+    WindowBench bench;
+    bench.start(QString(), chunks(3));
+    bench.probe().connectionType() = ConnectionNone;
+    bench.press();
+    bench.press();
+    QVERIFY(bench.probe().stopRequested());
+    bench.press();
+    QVERIFY(!bench.probe().stopRequested());
+    bench.press();
+
+    // A run that has not seen its stop yet keeps it.
+    QSemaphore block;
+    bench.probe().start([&block] {
+        block.acquire();
+        return 0;
+    });
+    bench.widget<QPushButton>("updBtn")->setText(StopText);
+    bench.press();
+    bench.press();
+    QCOMPARE(bench.buttonText(), StopText);
+    QVERIFY(bench.probe().stopRequested());
+    block.release();
+    QVERIFY(bench.waitForEnd());
+}
+
+void UpdateControlTest::eachStartCountsItsOwnTime()
+{
+    WindowBench bench;
+    bench.start(QString(), chunks(3));
+    bench.probe().connectionType() = ConnectionNone;
+    Emitter &emitter = *bench.probe().emitter();
+    emit emitter.load_start(0, 3);
+    bench.press();
+    const auto shownSeconds = [&] {
+        emit emitter.load_progress(1);
+        return bar(bench).format().right(2).toInt();
+    };
+    QTRY_VERIFY(shownSeconds() >= 3);
+    bench.press();
+    bench.press();
+    QVERIFY(shownSeconds() < 3);
+}
+
+/// It greys the button, so this run cannot be stopped; when it has ended, no other can be started.
+void UpdateControlTest::anEmptiedFileFieldLeavesTheRunAlone()
+{
+    SimulatedAdapter adapter;
+    adapter.set("RS_TIME", "20");
+    WindowBench bench(adapter);
+    bench.start(ModbusText, chunks(30));
+    startAndWait(bench, adapter);
+    bench.widget<QLineEdit>("lineEdit")->clear();
+    QVERIFY(!bench.widget<QPushButton>("updBtn")->isEnabled());
+    QCOMPARE(bench.buttonText(), StopText);
+    bench.widget<QLineEdit>("lineEdit")->setText(QStringLiteral("another"));
+    QVERIFY(!bench.widget<QPushButton>("updBtn")->isEnabled());
+    QVERIFY(bench.waitForEnd());
+    QCOMPARE(bench.probe().future().result(), 0);
+    QCOMPARE(adapter.modbusImage(), chunks(30));
+    QCOMPARE(bench.buttonText(), StartText);
+    QVERIFY(!bench.widget<QPushButton>("updBtn")->isEnabled());
+    QVERIFY(bench.widget<QPushButton>("loadImg")->isEnabled());
+}
+
+/// The adapter's handle keeps its value after it was closed; the serial port must not be taken for it.
+void UpdateControlTest::anUpdateThroughTheAdapterThenOneOverASerialPort()
+{
+    const SimulatedAdapter adapter;
+    const PanelProcess panel;
+    WindowBench bench(adapter);
+    bench.start(ModbusText, chunks(5));
+    const MessageBoxes boxes;
+    for (int round = 0; round < 2; ++round) {
+        bench.probe().connectionType() = ConnectionModbusSub20;
+        bench.press();
+        QVERIFY(bench.waitForEnd());
+        QCOMPARE(bench.probe().future().result(), 0);
+        QVERIFY(bench.probe().sub20Handle() != nullptr);
+        const QStringList calls = adapter.log();
+        bench.probe().connectionType() = ConnectionComPort;
+        bench.probe().portName() = panel.path();
+        bench.press();
+        QVERIFY(bench.waitForEnd());
+        QCOMPARE(bench.probe().future().result(), 0);
+        QCOMPARE(panel.image(), chunks(5));
+        QCOMPARE(adapter.log(), calls);
+    }
+    QVERIFY(boxes.contents().isEmpty());
+}
+
 void UpdateControlTest::anEndWithoutSessionChangesNothing()
 {
     WindowBench bench;
@@ -245,7 +344,7 @@ void UpdateControlTest::theLoaderWorksWithWhatStoodAtTheStart()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "20");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(30));
     startAndWait(bench, adapter);
     bench.window().setAddress(QStringLiteral("0x17"));
@@ -271,7 +370,7 @@ void UpdateControlTest::aLoaderThatThrowsEndsItsSessionOnce()
     QFETCH(const QString, connection);
     QFETCH(const bool, isStandardException);
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(connection, chunks(30));
     const auto thrower = connect(
         bench.probe().emitter(), &Emitter::load_start, bench.probe().emitter(),
@@ -300,7 +399,7 @@ void UpdateControlTest::aLoaderThatThrowsEndsItsSessionOnce()
 void UpdateControlTest::closingOnALoaderThatThrows()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(30));
     connect(
         bench.probe().emitter(), &Emitter::load_start, bench.probe().emitter(), [] { throw 42; },
@@ -318,7 +417,7 @@ void UpdateControlTest::closingOnALoaderThatThrows()
 void UpdateControlTest::closingAfterALoaderThatThrew()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(30));
     connect(
         bench.probe().emitter(), &Emitter::load_start, bench.probe().emitter(), [] { throw 42; },

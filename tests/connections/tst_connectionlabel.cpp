@@ -143,6 +143,9 @@ void ConnectionLabelTest::aLightThemeIsLeftAlone()
     bench.window.resize(400, 100);
     bench.shown.setGeometry(10, 10, 300, 40);
     const QImage picture = bench.picture();
+    const QPalette ofTheSheet = bench.shown.palette();
+    bench.label.adaptToTheme();
+    QCOMPARE(bench.shown.palette().resolveMask(), ofTheSheet.resolveMask());
     bench.shown.hide();
     QLabel plain(QStringLiteral("Connection via COM3"), &bench.window);
     plain.setStyleSheet(Green);

@@ -27,6 +27,7 @@ struct Entry
 using Entries = QList<Entry>;
 Q_DECLARE_METATYPE(Entries)
 
+/// The entries of the connection menu: what choosing one changes, and which one a rebuild chooses.
 class ConnectionMenuTest : public TestCase
 {
     Q_OBJECT
@@ -50,7 +51,8 @@ private slots:
     void selectingInAnEmptyMenuChangesNothing();
     void selectingChecksExactlyOneEntry();
     void theFallbackOverwritesTheStoredName();
-    void aPickedPortIsUsedAfterTheNextRebuild();
+    void aPickedPortIsUsedAfterTheNextStart();
+    void aRebuildGoesBackToTheNameOfTheStart();
     void aStoredPortNameSurvivesAnAdapterConnection();
 
 private:
@@ -315,7 +317,7 @@ void ConnectionMenuTest::selectingChecksExactlyOneEntry()
 void ConnectionMenuTest::theFallbackOverwritesTheStoredName()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.settings.setValue(QStringLiteral("settings/deviceName"), QStringLiteral("COM7"));
     bench.settings.setValue(QStringLiteral("settings/port"), QStringLiteral("COM7"));
     bench.settings.setValue(QStringLiteral("settings/connection_type"), 3);
@@ -327,7 +329,7 @@ void ConnectionMenuTest::theFallbackOverwritesTheStoredName()
     QCOMPARE(bench.settings.value(QStringLiteral("settings/connection_type")).toInt(), 1);
 }
 
-void ConnectionMenuTest::aPickedPortIsUsedAfterTheNextRebuild()
+void ConnectionMenuTest::aPickedPortIsUsedAfterTheNextStart()
 {
     WindowBench bench;
     bench.devices.addSerialPort(QStringLiteral("ttyUSB0"), QStringLiteral("Converter"), 0x0403);
@@ -342,10 +344,26 @@ void ConnectionMenuTest::aPickedPortIsUsedAfterTheNextRebuild()
     QCOMPARE(checkedEntries(bench), QStringList({QStringLiteral("ttyUSB1")}));
 }
 
+/// The name by which a rebuild finds its entry is the one that was stored when the program started.
+void ConnectionMenuTest::aRebuildGoesBackToTheNameOfTheStart()
+{
+    WindowBench bench;
+    bench.settings.setValue(QStringLiteral("settings/deviceName"), QStringLiteral("ttyUSB0"));
+    bench.devices.addSerialPort(QStringLiteral("ttyUSB0"), QStringLiteral("Converter"), 0x0403);
+    bench.devices.addSerialPort(QStringLiteral("ttyUSB1"), QStringLiteral("Converter"), 0x0403);
+    bench.start();
+    bench.probe().menu()->actions().at(1)->trigger();
+    QCOMPARE(checkedEntries(bench), QStringList({QStringLiteral("ttyUSB1")}));
+    bench.probe().updateConnections();
+    QCOMPARE(bench.probe().portName(), QStringLiteral("ttyUSB0"));
+    QCOMPARE(checkedEntries(bench), QStringList({QStringLiteral("ttyUSB0")}));
+    QCOMPARE(bench.settings.value(QStringLiteral("settings/port")).toString(), QStringLiteral("ttyUSB0"));
+}
+
 void ConnectionMenuTest::aStoredPortNameSurvivesAnAdapterConnection()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.settings.setValue(QStringLiteral("settings/deviceName"), ModbusText);
     bench.settings.setValue(QStringLiteral("settings/port"), QStringLiteral("COM7"));
     bench.start();

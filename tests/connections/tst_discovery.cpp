@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "connections/connection.h"
-#include "sub20/sub20.h"
 #include "tests/support/adapterchecks.h"
 #include "tests/support/testcase.h"
 
@@ -20,15 +19,12 @@ const QString Converter = QStringLiteral("USB Serial Converter");
 
 } // namespace
 
+/// What the menu holds and which entry is chosen, whatever adapters and serial ports there are.
 class DiscoveryTest : public TestCase
 {
     Q_OBJECT
 
 private slots:
-    // First, since nothing takes the library away again once it was found.
-    void withoutTheLibraryThereIsNoAdapter();
-    void theLibraryIsFoundWhenItComesLater();
-
     void nothingFound();
     void nothingFoundKeepsTheConnection();
     void anAdapterGivesTwoEntries();
@@ -90,30 +86,10 @@ void DiscoveryTest::verifyNothingFound(const WindowBench &bench)
     QCOMPARE(bench.probe().portName(), QString());
 }
 
-void DiscoveryTest::withoutTheLibraryThereIsNoAdapter()
-{
-    WindowBench bench;
-    bench.start();
-    verifyNothingFound(bench);
-    bench.devices.addSerialPort(Port0, Converter, ConverterVendorId);
-    bench.probe().updateConnections();
-    QCOMPARE(entries(bench), QStringList({Port0}));
-}
-
-void DiscoveryTest::theLibraryIsFoundWhenItComesLater()
-{
-    WindowBench bench;
-    bench.start();
-    QCOMPARE(entries(bench), QStringList());
-    SimulatedAdapter adapter;
-    bench.probe().updateConnections();
-    QCOMPARE(entries(bench), QStringList({InfraRedText, ModbusText}));
-}
-
 void DiscoveryTest::nothingFound()
 {
     SimulatedAdapter adapter(0);
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.settings.setValue(QStringLiteral("settings/port"), Port0);
     bench.start();
     verifyNothingFound(bench);
@@ -122,7 +98,7 @@ void DiscoveryTest::nothingFound()
 void DiscoveryTest::nothingFoundKeepsTheConnection()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.settings.setValue(QStringLiteral("settings/deviceName"), ModbusText);
     bench.start();
     adapter.setAdapters(0);
@@ -138,7 +114,7 @@ void DiscoveryTest::nothingFoundKeepsTheConnection()
 void DiscoveryTest::anAdapterGivesTwoEntries()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start();
     QCOMPARE(entries(bench), QStringList({InfraRedText, ModbusText}));
     QCOMPARE(properties(bench, "type"), QList<int>({1, 2}));
@@ -157,7 +133,7 @@ void DiscoveryTest::anAdapterGivesTwoEntries()
 void DiscoveryTest::twoAdaptersGiveTwoEntries()
 {
     SimulatedAdapter adapter(2);
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start();
     QCOMPARE(entries(bench), QStringList({InfraRedText, ModbusText}));
 }
@@ -165,7 +141,7 @@ void DiscoveryTest::twoAdaptersGiveTwoEntries()
 void DiscoveryTest::theAdapterIsOnlyLookedFor()
 {
     SimulatedAdapter adapter(2);
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start();
     QCOMPARE(adapter.log(), QStringList({QStringLiteral("sub_find_devices null = d1")}));
     bench.probe().updateConnections();
@@ -176,7 +152,7 @@ void DiscoveryTest::theAdapterIsOnlyLookedFor()
 void DiscoveryTest::portsFollowInTheSystemsOrder()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.devices.addSerialPort(Port1, Converter, 0x067B);
     bench.devices.addSerialPort(Port0, Converter, ConverterVendorId);
     bench.start();
@@ -211,7 +187,7 @@ void DiscoveryTest::portFilter()
     QFETCH(const QStringList, descriptions);
     QFETCH(const QStringList, kept);
     SimulatedAdapter adapter(0);
-    WindowBench bench;
+    WindowBench bench(adapter);
     for (qsizetype i = 0; i < descriptions.size(); ++i)
         bench.devices.addSerialPort(QStringLiteral("ttyUSB%1").arg(i), descriptions[i], ConverterVendorId);
     bench.start();
@@ -228,7 +204,7 @@ void DiscoveryTest::portFilter()
 void DiscoveryTest::aBuiltInPortHasNoVendor()
 {
     SimulatedAdapter adapter(0);
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.devices.addSerialPort(QStringLiteral("ttyS0"), QStringLiteral("Communications Port"), 0);
     bench.start();
     QCOMPARE(entries(bench), QStringList({QStringLiteral("ttyS0")}));
@@ -238,7 +214,7 @@ void DiscoveryTest::aBuiltInPortHasNoVendor()
 void DiscoveryTest::theAdapterComesAndGoes()
 {
     SimulatedAdapter adapter(0);
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start();
     for (int round = 0; round < 3; ++round) {
         verifyNothingFound(bench);
@@ -256,7 +232,7 @@ void DiscoveryTest::theAdapterComesAndGoes()
 void DiscoveryTest::anUnpluggedPortGivesWayToTheAdapter()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     const QString port = bench.devices.addSerialPort(Port0, Converter, ConverterVendorId);
     bench.settings.setValue(QStringLiteral("settings/deviceName"), Port0);
     bench.start();
@@ -273,7 +249,7 @@ void DiscoveryTest::anUnpluggedPortGivesWayToTheAdapter()
 void DiscoveryTest::aPortThatComesBackIsSelectedAgain()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     const QString port = bench.devices.addSerialPort(Port0, Converter, ConverterVendorId);
     bench.settings.setValue(QStringLiteral("settings/deviceName"), Port0);
     bench.start();
@@ -289,7 +265,7 @@ void DiscoveryTest::aPortThatComesBackIsSelectedAgain()
 void DiscoveryTest::entriesDoNotPileUp()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.devices.addSerialPort(Port0, Converter, ConverterVendorId);
     bench.start();
     const QPointer<QAction> first = bench.probe().menu()->actions().constFirst();
@@ -304,7 +280,7 @@ void DiscoveryTest::entriesDoNotPileUp()
 void DiscoveryTest::entriesOfTheFormAreGone()
 {
     SimulatedAdapter adapter(0);
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start();
     for (const char *const name : {"actionInfraRed", "actionModbus", "actionCOM_port"}) {
         const QAction *const action = bench.window().findChild<QAction *>(QString::fromLatin1(name));
@@ -316,7 +292,7 @@ void DiscoveryTest::entriesOfTheFormAreGone()
 void DiscoveryTest::theButtonIsLeftAlone()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start();
     auto *const button = bench.widget<QPushButton>("updBtn");
     for (const bool enabled : {true, false}) {
@@ -330,7 +306,7 @@ void DiscoveryTest::aRunningUpdateKeepsItsConnection()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "20");
-    WindowBench bench;
+    WindowBench bench(adapter);
     const QByteArray image(20 * 32, 'x');
     bench.settings.setValue(QStringLiteral("settings/filename"), bench.makeImage(image));
     bench.settings.setValue(QStringLiteral("settings/deviceName"), ModbusText);

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "connections/connection.h"
 #include "tests/support/adapterchecks.h"
-#include "tests/support/bytes.h"
-#include "tests/support/panelprocess.h"
 #include "tests/support/testcase.h"
 
 #include <QAction>
@@ -23,19 +21,21 @@ class PortFollowsMenuTest : public TestCase
     Q_OBJECT
 
 private slots:
-    void bytesGoWhere_data();
-    void bytesGoWhere();
+    void aPickCounts_data();
+    void aPickCounts();
     void aRebuildKeeps_data();
     void aRebuildKeeps();
     void theAdapterIsKeptToo();
     void aPickedPortComesBack();
+    void whatStandsInIsNotStored_data();
+    void whatStandsInIsNotStored();
     void aShorterNameIsKept_data();
     void aShorterNameIsKept();
     void theFileHoldsNothingMore();
 
 private:
     static void follow(const WindowBench &bench, const QString &value = QStringLiteral("true"));
-    static QString plugIn(WindowBench &bench, const QString &name, const QString &pty = {});
+    static QString plugIn(WindowBench &bench, const QString &name);
     static void pick(const WindowBench &bench, const QString &name);
     static QStringList checked(const WindowBench &bench);
     static void addValues(const char *ifOff, const char *ifOn);
@@ -47,9 +47,9 @@ void PortFollowsMenuTest::follow(const WindowBench &bench, const QString &value)
         bench.settings.setValue(QStringLiteral("options/port_follows_menu"), value);
 }
 
-QString PortFollowsMenuTest::plugIn(WindowBench &bench, const QString &name, const QString &pty)
+QString PortFollowsMenuTest::plugIn(WindowBench &bench, const QString &name)
 {
-    return bench.devices.addSerialPort(name, QStringLiteral("Converter"), 0x0403, pty);
+    return bench.devices.addSerialPort(name, QStringLiteral("Converter"), 0x0403);
 }
 
 void PortFollowsMenuTest::pick(const WindowBench &bench, const QString &name)
@@ -84,30 +84,23 @@ void PortFollowsMenuTest::addValues(const char *ifOff, const char *ifOn)
     QTest::newRow("refused") << QStringLiteral("1") << QString::fromLatin1(ifOff);
 }
 
-void PortFollowsMenuTest::bytesGoWhere_data()
+void PortFollowsMenuTest::aPickCounts_data()
 {
     addValues("ttyMENU1", "ttyMENU2");
 }
 
-void PortFollowsMenuTest::bytesGoWhere()
+void PortFollowsMenuTest::aPickCounts()
 {
     QFETCH(const QString, value);
     QFETCH(const QString, expected);
-    const QByteArray image = unevenBytes(100);
-    const PanelProcess panelA;
-    const PanelProcess panelB;
     WindowBench bench;
     follow(bench, value);
-    plugIn(bench, PortA, panelA.path());
-    plugIn(bench, PortB, panelB.path());
-    bench.start(PortA, image);
+    plugIn(bench, PortA);
+    plugIn(bench, PortB);
+    bench.start(PortA, {});
     pick(bench, PortB);
     QCOMPARE(bench.probe().portName(), expected);
     QCOMPARE(bench.widget<QLabel>("labelDevName")->text(), QStringLiteral("Connection via ") + PortB);
-    bench.press();
-    QVERIFY(bench.waitForEnd());
-    QCOMPARE(panelA.image(), expected == PortA ? image : QByteArray());
-    QCOMPARE(panelB.image(), expected == PortB ? image : QByteArray());
 }
 
 void PortFollowsMenuTest::aRebuildKeeps_data()
@@ -134,7 +127,7 @@ void PortFollowsMenuTest::aRebuildKeeps()
 void PortFollowsMenuTest::theAdapterIsKeptToo()
 {
     const SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     follow(bench);
     plugIn(bench, PortA);
     bench.start(PortA, {});
@@ -161,6 +154,41 @@ void PortFollowsMenuTest::aPickedPortComesBack()
     bench.probe().updateConnections();
     QCOMPARE(bench.probe().portName(), PortB);
     QCOMPARE(checked(bench), QStringList(PortB));
+}
+
+void PortFollowsMenuTest::whatStandsInIsNotStored_data()
+{
+    QTest::addColumn<QString>("other");
+    QTest::newRow("another name") << PortA;
+    QTest::newRow("a longer name") << PortB + QStringLiteral("0");
+}
+
+/// Also over an end of the program: what the user picked is picked again when it is back.
+void PortFollowsMenuTest::whatStandsInIsNotStored()
+{
+    QFETCH(const QString, other);
+    WindowBench bench;
+    follow(bench);
+    plugIn(bench, other);
+    const QString id = plugIn(bench, PortB);
+    bench.start(other, {});
+    pick(bench, PortB);
+    bench.devices.remove(id);
+    const auto verifyStandIn = [&] {
+        QCOMPARE(checked(bench), QStringList(other));
+        QCOMPARE(bench.probe().portName(), other);
+        QCOMPARE(bench.settings.value(QStringLiteral("settings/deviceName")).toString(), PortB);
+        QCOMPARE(bench.settings.value(QStringLiteral("settings/port")).toString(), PortB);
+        QCOMPARE(bench.settings.value(QStringLiteral("settings/connection_type")).toInt(), 3);
+    };
+    bench.probe().updateConnections();
+    verifyStandIn();
+    bench.start();
+    verifyStandIn();
+    plugIn(bench, PortB);
+    bench.probe().updateConnections();
+    QCOMPARE(checked(bench), QStringList(PortB));
+    QCOMPARE(bench.probe().portName(), PortB);
 }
 
 void PortFollowsMenuTest::aShorterNameIsKept_data()

@@ -3,7 +3,7 @@
 #include "tests/support/testcase.h"
 
 /// Which serial ports reach the menu.
-class TestSerialPorts : public TestCase
+class SerialPortsTest : public TestCase
 {
     Q_OBJECT
 
@@ -14,7 +14,7 @@ private slots:
     void filter();
 };
 
-void TestSerialPorts::unusable_data()
+void SerialPortsTest::unusable_data()
 {
     QTest::addColumn<QString>("description");
     QTest::addColumn<bool>("unusable");
@@ -30,7 +30,7 @@ void TestSerialPorts::unusable_data()
     QTest::newRow("two words") << QStringLiteral("Blue tooth") << false;
 }
 
-void TestSerialPorts::unusable()
+void SerialPortsTest::unusable()
 {
     QFETCH(const QString, description);
     QFETCH(const bool, unusable);
@@ -38,7 +38,7 @@ void TestSerialPorts::unusable()
     QCOMPARE(availableSerialPorts(ports), unusable ? QList<SerialPort>() : ports);
 }
 
-void TestSerialPorts::filter_data()
+void SerialPortsTest::filter_data()
 {
     QTest::addColumn<QStringList>("ports");
     QTest::addColumn<QStringList>("kept");
@@ -72,7 +72,7 @@ void TestSerialPorts::filter_data()
         << QStringList{QStringLiteral("B")};
 }
 
-void TestSerialPorts::filter()
+void SerialPortsTest::filter()
 {
     QFETCH(const QStringList, ports);
     QList<SerialPort> all;
@@ -84,5 +84,5 @@ void TestSerialPorts::filter()
     QTEST(names, "kept");
 }
 
-QTEST_GUILESS_MAIN(TestSerialPorts)
+QTEST_GUILESS_MAIN(SerialPortsTest)
 #include "tst_serialports.moc"

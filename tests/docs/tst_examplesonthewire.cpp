@@ -20,9 +20,9 @@ QList<QByteArray> bytesOf(const SimulatedAdapter &adapter, const QString &functi
 }
 
 /// The window sends `image` through the adapter. What the error boxes said.
-QStringList upload(const QString &connection, const QByteArray &image)
+QStringList upload(const SimulatedAdapter &adapter, const QString &connection, const QByteArray &image)
 {
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(connection, image);
     const MessageBoxes boxes;
     bench.press();
@@ -50,7 +50,7 @@ void ExamplesOnTheWireTest::infrared()
     const Markdown guide = Markdown::read(InfraredGuide);
     SimulatedAdapter adapter;
     adapter.set("LOG_DATA", "1");
-    QCOMPARE(upload(InfraRedText, countingBytes(0, 100)), QStringList());
+    QCOMPARE(upload(adapter, InfraRedText, countingBytes(0, 100)), QStringList());
     QList<QByteArray> frames;
     for (int number = 0; number < 3; ++number)
         frames += QList<QByteArray>(Copies, hexBlock(guide, QStringLiteral("frame-%1").arg(number)));
@@ -62,7 +62,7 @@ void ExamplesOnTheWireTest::modbus()
     const Markdown guide = Markdown::read(ModbusGuide);
     SimulatedAdapter adapter;
     adapter.set("LOG_DATA", "1");
-    QCOMPARE(upload(ModbusText, countingBytes(0, 33)), QStringList());
+    QCOMPARE(upload(adapter, ModbusText, countingBytes(0, 33)), QStringList());
     const auto blocks = [&guide](const char *first, const char *second) {
         return QList<QByteArray>{hexBlock(guide, QLatin1String(first)),
                                  hexBlock(guide, QLatin1String(second))};
@@ -78,7 +78,7 @@ void ExamplesOnTheWireTest::modbusException()
     SimulatedAdapter adapter;
     adapter.set("LOG_DATA", "1");
     adapter.set("RS", "exception=2,from-record=1");
-    QCOMPARE(upload(ModbusText, countingBytes(0, 33)),
+    QCOMPARE(upload(adapter, ModbusText, countingBytes(0, 33)),
              QStringList{QStringLiteral("Modbus Exception: Illegal Data Address")});
     QCOMPARE(bytesOf(adapter, QStringLiteral("sub_rs_xfer"), QStringLiteral("rx")),
              (QList<QByteArray>{hexBlock(guide, QStringLiteral("reply-0")),

@@ -74,13 +74,12 @@ private slots:
     void aRefusedTimingEndsNothing();
     void theImageDoesNotOpen_data();
     void theImageDoesNotOpen();
-    void theImageCannotBeRead();
     void stopEndsWithinOneRecord();
 };
 
 void AdapterUploadTest::withoutTheLibrary()
 {
-    WindowBench bench;
+    WindowBench bench(Sub20::instance());
     bench.settings.setValue(QStringLiteral("settings/connection_type"), 2);
     const MessageLog log;
     bench.start(ModbusText, unevenBytes(100));
@@ -114,7 +113,7 @@ void AdapterUploadTest::wholeImage()
     QFETCH(const int, size);
     const QByteArray image = unevenBytes(size);
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, image);
     const qsizetype before = adapter.log().size();
     const EmitterLog told(*bench.probe().emitter());
@@ -137,7 +136,7 @@ void AdapterUploadTest::thePanelIsAddressed()
     const QByteArray image = unevenBytes(64);
     SimulatedAdapter adapter;
     adapter.set("ADDRESS", "23");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, image);
     const MessageBoxes boxes;
     bench.press();
@@ -158,7 +157,7 @@ void AdapterUploadTest::aBroadcastGoesWithoutReplies()
     const QByteArray image = unevenBytes(100);
     constexpr int PausesMs = 4 * 100;
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, image);
     bench.widget<QSpinBox>("spinBoxAdress")->setValue(0);
     const qsizetype before = adapter.log().size();
@@ -189,7 +188,7 @@ void AdapterUploadTest::noAdapterOpens()
     QFETCH(const QByteArray, failure);
     const QByteArray image = unevenBytes(96);
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, image);
     adapter.set("FAIL", failure);
     adapter.setAdapters(failure.isEmpty() ? 0 : 1);
@@ -260,7 +259,7 @@ void AdapterUploadTest::anExchangeFails()
     const QByteArray image = unevenBytes(10 * ChunkSize);
     SimulatedAdapter adapter;
     adapter.set(variable, value);
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, image);
     const EmitterLog told(*bench.probe().emitter());
     const MessageLog log;
@@ -289,7 +288,7 @@ void AdapterUploadTest::aRefusedTimingEndsNothing()
     const QByteArray image = unevenBytes(96);
     SimulatedAdapter adapter;
     adapter.set("FAIL", "sub_rs_timing:1:-3");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, image);
     const MessageBoxes boxes;
     bench.press();
@@ -307,30 +306,9 @@ void AdapterUploadTest::theImageDoesNotOpen_data()
 void AdapterUploadTest::theImageDoesNotOpen()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     verifyImageDoesNotOpen(bench, ModbusText);
     QCOMPARE(adapter.calls(QStringLiteral("sub_open")), QStringList());
-}
-
-void AdapterUploadTest::theImageCannotBeRead()
-{
-    SimulatedAdapter adapter;
-    WindowBench bench;
-    bench.start(ModbusText, unevenBytes(100));
-    // Opens like any file, but its first page is nobody's memory.
-    bench.probe().imageFileName() = QStringLiteral("/proc/self/mem");
-    const EmitterLog told(*bench.probe().emitter());
-    const MessageBoxes boxes;
-    bench.press();
-    QVERIFY(bench.waitForEnd());
-    const QString text = QStringLiteral("MODBUS BOOT. Image read failed: Input/output error");
-    QCOMPARE(told.lines(), (QStringList{QStringLiteral("load_start 0 0"), ErrorPrefix + text,
-                                        QStringLiteral("load_progress 0")}));
-    QCOMPARE(boxes.informativeTexts(), QStringList{text});
-    QCOMPARE(bench.probe().future().result(), -1);
-    QCOMPARE(adapter.calls(Exchange), QStringList());
-    QCOMPARE(handleFaults(adapter.log()), QStringList());
-    verifySessionEnded(bench, false);
 }
 
 void AdapterUploadTest::stopEndsWithinOneRecord()
@@ -338,7 +316,7 @@ void AdapterUploadTest::stopEndsWithinOneRecord()
     const QByteArray image = unevenBytes(300 * ChunkSize);
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "30");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, image);
     const EmitterLog told(*bench.probe().emitter());
     const MessageLog log;

@@ -82,7 +82,7 @@ void CheckReplyTest::throughTheAdapter()
     SimulatedAdapter adapter;
     if (echoBefore)
         adapter.set("RS", "echo-before,from-record=2");
-    WindowBench bench;
+    WindowBench bench(adapter);
     if (!value.isNull())
         bench.settings.setValue(QStringLiteral("options/check_reply"), value);
     bench.start(ModbusText, image);

@@ -1,15 +1,43 @@
 // SPDX-License-Identifier: MIT
-#include "tests/modbus/upload.h"
+#include "modbus/modbusloader.h"
+#include "tests/support/bytes.h"
+#include "tests/support/loaderbench.h"
+#include "tests/support/messagelog.h"
+#include "tests/support/panelprocess.h"
 #include "tests/support/testcase.h"
+#include "update/infraredloader.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QSerialPort>
 
+#include <dlfcn.h>
 #include <unistd.h>
 
 #include <functional>
 
 namespace {
+
+/// The files that this process closes while it lives, in their order. One at a time.
+class ClosedFiles
+{
+public:
+    ClosedFiles() { current = this; }
+    ~ClosedFiles() { current = nullptr; }
+    ClosedFiles(const ClosedFiles &) = delete;
+    ClosedFiles &operator=(const ClosedFiles &) = delete;
+
+    QStringList names() const { return closed; }
+    static void note(int file)
+    {
+        if (current)
+            current->closed += QFile::symLinkTarget(QStringLiteral("/proc/self/fd/%1").arg(file));
+    }
+
+private:
+    static inline ClosedFiles *current = nullptr;
+    QStringList closed;
+};
 
 /// Without the rights of the superuser, for whom no file is forbidden.
 class Unprivileged
@@ -32,19 +60,45 @@ private:
     static constexpr uid_t Nobody = 65534;
 };
 
-QString makeForbiddenFile(const WindowBench &bench)
+int runOver(LoaderBench &bench, ModbusLoader::Link link)
 {
-    const QString name = bench.makeImage("image", QStringLiteral("forbidden.INC"));
-    QFile::setPermissions(name, {});
+    return ModbusLoader(bench.context(), link).run();
+}
+
+/// What the loaders report of an image of this name.
+QString refusal(const QString &name, const char *reason)
+{
+    return QStringLiteral("errorSignal Can't open image file ") + name + u' ' + QString::fromLatin1(reason);
+}
+
+/// A file that nobody may open; its folder stays open to everybody.
+QString makeForbiddenFile(const LoaderBench &bench)
+{
+    const QString name = bench.path() + QStringLiteral("/forbidden");
+    QFile file(name);
+    if (!file.open(QIODevice::WriteOnly) || !file.setPermissions({}) ||
+        !QFile::setPermissions(bench.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
+                                                 QFile::ExeGroup | QFile::ExeOther))
+        QTest::qFail("the file cannot be made", __FILE__, __LINE__);
     return name;
 }
 
 } // namespace
 
-/// Makes a file that cannot be opened, and returns its name.
-using MakeFile = std::function<QString(const WindowBench &)>;
-Q_DECLARE_METATYPE(MakeFile)
+/// Qt's libraries close their files with this function, too.
+extern "C" int close(int file)
+{
+    static const auto systemsOwn = reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "close"));
+    ClosedFiles::note(file);
+    return systemsOwn(file);
+}
 
+/// Gives the name of something that cannot be opened, in the bench's folder.
+using MakeName = std::function<QString(const LoaderBench &)>;
+Q_DECLARE_METATYPE(MakeName)
+
+/// Loaders whose image or serial port does not open or cannot be read, in Linux's words; and that both are
+/// let go again.
 class ModbusLoaderOpeningTest : public TestCase
 {
     Q_OBJECT
@@ -55,6 +109,7 @@ private slots:
     void aForbiddenImage();
     void theImageIsOpenedBeforeThePort();
     void anImageThatCannotBeRead();
+    void anImageThatInfraredCannotRead();
     void anImageThatVanishesOnTheWay();
     void anImageThatShrinksOnTheWay();
 
@@ -63,185 +118,212 @@ private slots:
     void aPortThatIsTaken();
     void aForbiddenPort();
 
-private:
-    static void verifyPortError(Upload &upload, const QString &text);
+    void theImageIsLetGoBeforeThePort_data();
+    void theImageIsLetGoBeforeThePort();
+    void withoutALinkTheImageIsLetGo();
 };
 
 void ModbusLoaderOpeningTest::anImageThatCannotBeOpened_data()
 {
-    QTest::addColumn<MakeFile>("makeFile");
-    QTest::addColumn<QString>("reason");
-    const auto row = [](const char *name, const char *reason, const MakeFile &makeFile) {
-        QTest::newRow(name) << makeFile << QString::fromLatin1(reason);
+    QTest::addColumn<MakeName>("makeName");
+    QTest::addColumn<QByteArray>("reason");
+    const auto row = [](const char *name, const char *reason, const MakeName &makeName) {
+        QTest::newRow(name) << makeName << QByteArray(reason);
     };
     row("missing", "No such file or directory",
-        [](const WindowBench &bench) { return bench.path() + QStringLiteral("/missing.INC"); });
-    row("no name", "No such file or directory", [](const WindowBench &) { return QString(); });
+        [](const LoaderBench &bench) { return bench.path() + QStringLiteral("/missing.INC"); });
+    row("no name", "No such file or directory", [](const LoaderBench &) { return QString(); });
     row("placeholders in its name", "No such file or directory",
-        [](const WindowBench &bench) { return bench.path() + QStringLiteral("/%2 %1 %3.INC"); });
+        [](const LoaderBench &bench) { return bench.path() + QStringLiteral("/%2 %1 %3.INC"); });
     row("markup in its name", "No such file or directory",
-        [](const WindowBench &) { return QStringLiteral("/<b>bold</b>/Gerät.INC"); });
-    row("a folder", "Is a directory", [](const WindowBench &bench) { return bench.path(); });
+        [](const LoaderBench &) { return QStringLiteral("/<b>bold</b>/Gerät.INC"); });
+    row("a folder", "Is a directory", [](const LoaderBench &bench) { return bench.path(); });
     row("below a file", "Not a directory",
-        [](const WindowBench &bench) { return bench.makeImage("image") + QStringLiteral("/panel.INC"); });
-    row("a link to itself", "Too many levels of symbolic links", [](const WindowBench &bench) {
+        [](const LoaderBench &bench) { return bench.job.imageFileName + QStringLiteral("/panel.INC"); });
+    row("a link to itself", "Too many levels of symbolic links", [](const LoaderBench &bench) {
         const QString name = bench.path() + QStringLiteral("/loop.INC");
         QFile::link(name, name);
         return name;
     });
     row("too long a name", "File name too long",
-        [](const WindowBench &bench) { return bench.path() + u'/' + QString(300, u'x'); });
+        [](const LoaderBench &bench) { return bench.path() + u'/' + QString(300, u'x'); });
 }
 
 void ModbusLoaderOpeningTest::anImageThatCannotBeOpened()
 {
-    QFETCH(const MakeFile, makeFile);
-    QFETCH(const QString, reason);
-    SimulatedAdapter adapter;
-    Upload upload;
-    upload.bench.probe().connectionType() = ConnectionModbusSub20;
-    const QString name = makeFile(upload.bench);
-    QCOMPARE(upload.runFile(name), -1);
-    const QString text = QStringLiteral("Can't open image file ") + name + u' ' + reason;
-    QCOMPARE(upload.lines(), QStringList({QStringLiteral("errorSignal ") + text}));
-    QTRY_COMPARE(upload.boxes.informativeTexts(), QStringList({text}));
-    QCOMPARE(upload.log.count(text), 1);
-    QCOMPARE(upload.log.count(CanceledText), 1);
-    QCOMPARE(adapter.calls(QStringLiteral("sub_open")), QStringList());
-    verifySessionEnded(upload.bench, false);
+    QFETCH(const MakeName, makeName);
+    QFETCH(const QByteArray, reason);
+    LoaderBench bench;
+    bench.setImage("image");
+    bench.job.imageFileName = makeName(bench);
+    QCOMPARE(runOver(bench, ModbusLoader::Link::Sub20), -1);
+    QCOMPARE(bench.events(), QStringList{refusal(bench.job.imageFileName, reason)});
 }
 
 void ModbusLoaderOpeningTest::aForbiddenImage()
 {
-    Upload upload;
-    const QString name = makeForbiddenFile(upload.bench);
-    {
-        const Unprivileged unprivileged;
-        QCOMPARE(upload.runFile(name), -1);
-    }
-    QTRY_COMPARE(upload.boxes.informativeTexts(),
-                 QStringList({QStringLiteral("Can't open image file %1 Permission denied").arg(name)}));
+    LoaderBench bench;
+    bench.job.imageFileName = makeForbiddenFile(bench);
+    const Unprivileged unprivileged;
+    QCOMPARE(runOver(bench, ModbusLoader::Link::SerialPort), -1);
+    QCOMPARE(bench.events(), QStringList{refusal(bench.job.imageFileName, "Permission denied")});
 }
 
 void ModbusLoaderOpeningTest::theImageIsOpenedBeforeThePort()
 {
-    Upload upload;
-    upload.bench.probe().portName() = QStringLiteral("ttyMISSING");
-    QCOMPARE(upload.runFile(upload.bench.path()), -1);
-    QTRY_COMPARE(
-        upload.boxes.informativeTexts(),
-        QStringList({QStringLiteral("Can't open image file %1 Is a directory").arg(upload.bench.path())}));
+    LoaderBench bench;
+    bench.job.imageFileName = bench.path();
+    bench.job.portName = QStringLiteral("ttyMISSING");
+    QCOMPARE(runOver(bench, ModbusLoader::Link::SerialPort), -1);
+    QCOMPARE(bench.events(), QStringList{refusal(bench.path(), "Is a directory")});
 }
 
 void ModbusLoaderOpeningTest::anImageThatCannotBeRead()
 {
-    Upload upload;
+    LoaderBench bench;
     // It opens, but nothing lies at the address 0 of a process.
-    QCOMPARE(upload.runFile(QStringLiteral("/proc/self/mem")), -1);
-    const QString text = QStringLiteral("MODBUS BOOT. Image read failed: Input/output error");
-    QCOMPARE(upload.lines(),
-             QStringList({QStringLiteral("load_start 0 0"), QStringLiteral("errorSignal ") + text,
+    bench.job.imageFileName = QStringLiteral("/proc/self/mem");
+    QCOMPARE(runOver(bench, ModbusLoader::Link::Sub20), -1);
+    QCOMPARE(bench.events(),
+             (QStringList{QStringLiteral("sub_open null"), QStringLiteral("load_start 0 0"),
+                          QStringLiteral("errorSignal MODBUS BOOT. Image read failed: Input/output error"),
                           QStringLiteral("load_progress 0")}));
-    QTRY_COMPARE(upload.boxes.informativeTexts(), QStringList({text}));
-    QCOMPARE(upload.log.count(CanceledText), 1);
-    QCOMPARE(upload.panel.finish().value(QStringLiteral("requests")), 0);
+}
+
+void ModbusLoaderOpeningTest::anImageThatInfraredCannotRead()
+{
+    LoaderBench bench;
+    bench.job.imageFileName = QStringLiteral("/proc/self/mem");
+    int variant = infrared::CrcVariant;
+    QCOMPARE(InfraredLoader(bench.context(), variant).run(), -1);
+    QCOMPARE(bench.events().mid(3),
+             (QStringList{QStringLiteral("load_start 0 0"), QStringLiteral("load_progress 0"),
+                          QStringLiteral("errorSignal IRBOOT. Image read failed: Input/output error")}));
 }
 
 void ModbusLoaderOpeningTest::anImageThatVanishesOnTheWay()
 {
-    const QByteArray image = makeBytes(40000);
-    SimulatedAdapter adapter;
-    Upload upload;
-    upload.bench.probe().connectionType() = ConnectionModbusSub20;
-    const QString name = upload.bench.makeImage(image);
-    connect(
-        upload.bench.probe().emitter(), &Emitter::load_start, this, [&] { QFile::remove(name); },
-        Qt::DirectConnection);
+    LoaderBench bench;
+    bench.setImage(unevenBytes(40000));
+    bench.scripted.replyTo = [](const QByteArray &request) { return request; };
+    bench.job.deviceAddress = 0x50;
+    bench.onEvent = [&](const QString &) { QFile::remove(bench.job.imageFileName); };
     // The open file is read to its end all the same.
-    QCOMPARE(upload.runFile(name), 0);
-    QVERIFY(!QFile::exists(name));
-    QCOMPARE(adapter.modbusImage(), image);
+    QCOMPARE(runOver(bench, ModbusLoader::Link::Sub20), 0);
+    QVERIFY(!QFile::exists(bench.job.imageFileName));
+    QCOMPARE(bench.sent(QStringLiteral("sub_rs_xfer")).size(), 1250);
 }
 
 void ModbusLoaderOpeningTest::anImageThatShrinksOnTheWay()
 {
     constexpr int ShrunkSize = 20000;
-    const QByteArray image = makeBytes(40000);
-    SimulatedAdapter adapter;
-    Upload upload;
-    upload.bench.probe().connectionType() = ConnectionModbusSub20;
-    const QString name = upload.bench.makeImage(image);
-    connect(
-        upload.bench.probe().emitter(), &Emitter::load_start, this, [&] { QFile::resize(name, ShrunkSize); },
-        Qt::DirectConnection);
-    QCOMPARE(upload.runFile(name), 0);
-    QCOMPARE(adapter.modbusImage(), image.left(ShrunkSize));
-    // The range was told before.
-    QCOMPARE(upload.lines().constFirst(), QStringLiteral("load_start 0 1250"));
-    QCOMPARE(upload.lines().constLast(), QStringLiteral("load_progress 1250"));
+    LoaderBench bench;
+    bench.setImage(unevenBytes(40000));
+    bench.scripted.replyTo = [](const QByteArray &request) { return request; };
+    bench.job.deviceAddress = 0x50;
+    bench.onEvent = [&](const QString &event) {
+        if (event.startsWith(QStringLiteral("load_start")))
+            QFile::resize(bench.job.imageFileName, ShrunkSize);
+    };
+    QCOMPARE(runOver(bench, ModbusLoader::Link::Sub20), 0);
+    QCOMPARE(bench.sent(QStringLiteral("sub_rs_xfer")).size(), ShrunkSize / 32);
+    // The range was reported before.
+    QCOMPARE(bench.events({QStringLiteral("load_start")}), QStringList{QStringLiteral("load_start 0 1250")});
+    QCOMPARE(bench.events().constLast(), QStringLiteral("load_progress 1250"));
 }
 
 void ModbusLoaderOpeningTest::aPortThatCannotBeOpened_data()
 {
-    QTest::addColumn<MakeFile>("makePort");
+    QTest::addColumn<MakeName>("makePort");
     QTest::addColumn<QString>("error");
-    const auto row = [](const char *name, const char *error, const MakeFile &makePort) {
+    const auto row = [](const char *name, const char *error, const MakeName &makePort) {
         QTest::newRow(name) << makePort << QString::fromLatin1(error);
     };
     row("missing", "No such file or directory",
-        [](const WindowBench &) { return QStringLiteral("ttyMISSING"); });
-    row("no name", "Is a directory", [](const WindowBench &) { return QString(); }); // it is /dev/ then
-    row("a folder", "Is a directory", [](const WindowBench &bench) { return bench.path(); });
+        [](const LoaderBench &) { return QStringLiteral("ttyMISSING"); });
+    row("no name", "Is a directory", [](const LoaderBench &) { return QString(); }); // it is /dev/ then
+    row("a folder", "Is a directory", [](const LoaderBench &bench) { return bench.path(); });
     row("no serial port", "Inappropriate ioctl for device",
-        [](const WindowBench &bench) { return bench.makeImage("image"); });
-}
-
-void ModbusLoaderOpeningTest::verifyPortError(Upload &upload, const QString &text)
-{
-    QCOMPARE(upload.lines(), QStringList({QStringLiteral("errorSignal ") + text}));
-    QTRY_COMPARE(upload.boxes.informativeTexts(), QStringList({text}));
-    QCOMPARE(upload.log.count(text), 2); // by the loader, and with the box
-    QCOMPARE(upload.log.count(CanceledText), 1);
-    QCOMPARE(upload.panel.finish().value(QStringLiteral("requests")), 0);
-    verifySessionEnded(upload.bench, false);
+        [](const LoaderBench &bench) { return bench.job.imageFileName; });
 }
 
 void ModbusLoaderOpeningTest::aPortThatCannotBeOpened()
 {
-    QFETCH(const MakeFile, makePort);
+    QFETCH(const MakeName, makePort);
     QFETCH(const QString, error);
-    Upload upload;
-    upload.bench.probe().portName() = makePort(upload.bench);
-    QCOMPARE(upload.run(makeBytes(320)), -1);
-    verifyPortError(upload, error);
+    LoaderBench bench;
+    bench.setImage(unevenBytes(320));
+    bench.job.portName = makePort(bench);
+    const MessageLog log;
+    QCOMPARE(runOver(bench, ModbusLoader::Link::SerialPort), -1);
+    QCOMPARE(bench.events(), QStringList{QStringLiteral("errorSignal ") + error});
+    QCOMPARE(log.texts(), QStringList{error});
 }
 
 void ModbusLoaderOpeningTest::aPortThatIsTaken()
 {
-    Upload upload;
-    QSerialPort taken(upload.panel.path());
+    const PanelProcess panel;
+    LoaderBench bench;
+    bench.setImage(unevenBytes(320));
+    bench.job.portName = panel.path();
+    QSerialPort taken(panel.path());
     QVERIFY(taken.open(QIODevice::ReadWrite));
-    QCOMPARE(upload.run(makeBytes(320)), -1);
-    verifyPortError(upload, QStringLiteral("Permission error while locking the device"));
-    taken.close();
+    QCOMPARE(runOver(bench, ModbusLoader::Link::SerialPort), -1);
+    QCOMPARE(bench.events(),
+             QStringList{QStringLiteral("errorSignal Permission error while locking the device")});
 }
 
 void ModbusLoaderOpeningTest::aForbiddenPort()
 {
-    Upload upload;
-    upload.bench.probe().portName() = makeForbiddenFile(upload.bench);
-    const QString image = upload.bench.makeImage(makeBytes(320));
+    LoaderBench bench;
+    bench.setImage(unevenBytes(320));
     // Everybody may read the image, also those of the owner's group.
-    QVERIFY(QFile::setPermissions(image, QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther));
-    QVERIFY(QFile::setPermissions(upload.bench.path(), QFile::ReadOwner | QFile::WriteOwner |
-                                                           QFile::ExeOwner | QFile::ExeGroup |
-                                                           QFile::ExeOther));
-    {
-        const Unprivileged unprivileged;
-        QCOMPARE(upload.runFile(image), -1);
-    }
-    verifyPortError(upload, QStringLiteral("Permission denied"));
+    QVERIFY(QFile::setPermissions(bench.job.imageFileName,
+                                  QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther));
+    bench.job.portName = makeForbiddenFile(bench);
+    const Unprivileged unprivileged;
+    QCOMPARE(runOver(bench, ModbusLoader::Link::SerialPort), -1);
+    QCOMPARE(bench.events(), QStringList{QStringLiteral("errorSignal Permission denied")});
 }
 
-QTEST_MAIN(ModbusLoaderOpeningTest)
+void ModbusLoaderOpeningTest::theImageIsLetGoBeforeThePort_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<bool>("stops");
+    QTest::addColumn<int>("result");
+    QTest::newRow("success") << QStringList() << false << 0;
+    QTest::newRow("stopped") << QStringList() << true << -1;
+    QTest::newRow("exception") << QStringList{QStringLiteral("--exception"), QStringLiteral("4")} << false
+                               << 40;
+}
+
+void ModbusLoaderOpeningTest::theImageIsLetGoBeforeThePort()
+{
+    QFETCH(const QStringList, arguments);
+    QFETCH(const bool, stops);
+    const PanelProcess panel(arguments);
+    LoaderBench bench;
+    bench.setImage(unevenBytes(64));
+    bench.job.deviceAddress = 0x50;
+    bench.job.portName = panel.path();
+    bench.stopRequested = stops;
+    const QString image = QFileInfo(bench.job.imageFileName).canonicalFilePath();
+    const ClosedFiles closed;
+    const int result = runOver(bench, ModbusLoader::Link::SerialPort);
+    QTEST(result, "result");
+    QStringList names = closed.names();
+    names.removeIf([&](const QString &name) { return name != image && name != panel.path(); });
+    QCOMPARE(names, (QStringList{image, panel.path()}));
+}
+
+void ModbusLoaderOpeningTest::withoutALinkTheImageIsLetGo()
+{
+    LoaderBench bench;
+    const QString image = QFileInfo(bench.setImage(unevenBytes(64))).canonicalFilePath();
+    const ClosedFiles closed;
+    QCOMPARE(runOver(bench, ModbusLoader::Link::None), -1);
+    QCOMPARE(closed.names().count(image), 1);
+}
+
+QTEST_GUILESS_MAIN(ModbusLoaderOpeningTest)
 #include "tst_modbusloaderopening.moc"

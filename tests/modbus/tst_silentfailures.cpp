@@ -113,7 +113,7 @@ void SilentFailuresTest::anInfraredFailureIsToldOnce()
 {
     SimulatedAdapter adapter;
     adapter.set("FAIL", "sub_ir_tx:1:3");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.settings.setValue(QStringLiteral("options/tell_silent_failures"), QStringLiteral("true"));
     bench.start(InfraRedText, makeBytes(96));
     const MessageBoxes boxes;

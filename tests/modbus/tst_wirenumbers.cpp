@@ -48,7 +48,7 @@ void WireNumbersTest::aRecordNumberOver65535()
 {
     const QByteArray image = unevenBytes(WrapSize + 2 * ChunkSize);
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, image);
     const MessageBoxes boxes;
     const EmitterLog emitted(*bench.probe().emitter());

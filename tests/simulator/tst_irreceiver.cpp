@@ -8,7 +8,7 @@ using Outcome = simulator::IrReceiver::Outcome;
 
 /// The simulated panel's infrared receiver, against literal frames: it must be right where the program is
 /// wrong.
-class TestIrReceiver : public TestCase
+class IrReceiverTest : public TestCase
 {
     Q_OBJECT
 
@@ -52,7 +52,7 @@ QByteArray frame2()
 
 } // namespace
 
-void TestIrReceiver::checksum_data()
+void IrReceiverTest::checksum_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<int>("crc");
@@ -62,13 +62,13 @@ void TestIrReceiver::checksum_data()
     QTest::newRow("number 1 and 48 zero bytes") << QByteArray(1, '\1') + QByteArray(48, '\0') << 0x19;
 }
 
-void TestIrReceiver::checksum()
+void IrReceiverTest::checksum()
 {
     QFETCH(QByteArray, bytes);
     QTEST(int{simulator::irCrc(byteView(bytes))}, "crc");
 }
 
-void TestIrReceiver::copiesCountOnce()
+void IrReceiverTest::copiesCountOnce()
 {
     IrReceiver receiver;
     for (const QByteArray &frame : {frame0(), frame1(), frame2()}) {
@@ -83,7 +83,7 @@ void TestIrReceiver::copiesCountOnce()
     QCOMPARE(receiver.counts().damaged, 0U);
 }
 
-void TestIrReceiver::damagedFrame_data()
+void IrReceiverTest::damagedFrame_data()
 {
     QTest::addColumn<QByteArray>("frame");
 
@@ -97,7 +97,7 @@ void TestIrReceiver::damagedFrame_data()
     }
 }
 
-void TestIrReceiver::damagedFrame()
+void IrReceiverTest::damagedFrame()
 {
     QFETCH(QByteArray, frame);
     IrReceiver receiver;
@@ -106,7 +106,7 @@ void TestIrReceiver::damagedFrame()
     QVERIFY(receiver.image().empty());
 }
 
-void TestIrReceiver::laterCopyMakesUpForADamagedOne()
+void IrReceiverTest::laterCopyMakesUpForADamagedOne()
 {
     IrReceiver receiver;
     QCOMPARE(receiver.receive(byteView(frameOf(0, "01"))), Outcome::Damaged);
@@ -114,7 +114,7 @@ void TestIrReceiver::laterCopyMakesUpForADamagedOne()
     QCOMPARE(receiver.image().size(), 48U);
 }
 
-void TestIrReceiver::missingFrameIsNoticed()
+void IrReceiverTest::missingFrameIsNoticed()
 {
     IrReceiver receiver;
     QCOMPARE(receiver.receive(byteView(frame0())), Outcome::Taken);
@@ -123,14 +123,14 @@ void TestIrReceiver::missingFrameIsNoticed()
     QCOMPARE(receiver.image().size(), 48U);
 }
 
-void TestIrReceiver::startInTheMiddleIsNotTaken()
+void IrReceiverTest::startInTheMiddleIsNotTaken()
 {
     IrReceiver receiver;
     QCOMPARE(receiver.receive(byteView(frame1())), Outcome::OutOfOrder);
     QVERIFY(receiver.image().empty());
 }
 
-void TestIrReceiver::numbersGoOnWithOneBehind255()
+void IrReceiverTest::numbersGoOnWithOneBehind255()
 {
     IrReceiver receiver;
     for (int number = 0; number <= 255; ++number) {
@@ -147,7 +147,7 @@ void TestIrReceiver::numbersGoOnWithOneBehind255()
     QCOMPARE(receiver.image().size(), 257U * 48);
 }
 
-void TestIrReceiver::frameZeroBeginsANewImage()
+void IrReceiverTest::frameZeroBeginsANewImage()
 {
     IrReceiver receiver;
     for (const QByteArray &frame : {frame0(), frame1(), frame0()})
@@ -155,7 +155,7 @@ void TestIrReceiver::frameZeroBeginsANewImage()
     QCOMPARE(receiver.image().size(), 48U);
 }
 
-void TestIrReceiver::fourthCopyOfFrameZeroIsANewImage()
+void IrReceiverTest::fourthCopyOfFrameZeroIsANewImage()
 {
     IrReceiver receiver;
     for (int copy = 0; copy < 3; ++copy)
@@ -164,5 +164,5 @@ void TestIrReceiver::fourthCopyOfFrameZeroIsANewImage()
     QCOMPARE(receiver.image().size(), 48U);
 }
 
-QTEST_GUILESS_MAIN(TestIrReceiver)
+QTEST_GUILESS_MAIN(IrReceiverTest)
 #include "tst_irreceiver.moc"

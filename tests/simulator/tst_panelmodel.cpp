@@ -8,7 +8,7 @@ using simulator::PanelModel;
 
 /// The simulated panel as a Modbus slave, against literal frames: it must be right where the program is
 /// wrong.
-class TestPanelModel : public TestCase
+class PanelModelTest : public TestCase
 {
     Q_OBJECT
 
@@ -44,7 +44,7 @@ QByteArray hex(const char *text)
 
 } // namespace
 
-void TestPanelModel::checksum_data()
+void PanelModelTest::checksum_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<int>("crc");
@@ -55,13 +55,13 @@ void TestPanelModel::checksum_data()
     QTest::newRow("read holding registers") << hex("01030000000A") << 0xCDC5;
 }
 
-void TestPanelModel::checksum()
+void PanelModelTest::checksum()
 {
     QFETCH(QByteArray, bytes);
     QTEST(int{simulator::modbusCrc(byteView(bytes))}, "crc");
 }
 
-void TestPanelModel::answer_data()
+void PanelModelTest::answer_data()
 {
     QTest::addColumn<QByteArray>("request");
     QTest::addColumn<QByteArray>("reply");
@@ -95,7 +95,7 @@ void TestPanelModel::answer_data()
     QTest::newRow("another interface") << hex("502B0D01007DBB") << hex("50AB01CF21");
 }
 
-void TestPanelModel::answer()
+void PanelModelTest::answer()
 {
     QFETCH(QByteArray, request);
     QFETCH(QByteArray, reply);
@@ -103,7 +103,7 @@ void TestPanelModel::answer()
     QCOMPARE(byteArray(panel.answer(byteView(request))).toHex(), reply.toHex());
 }
 
-void TestPanelModel::recordsMakeTheImage()
+void PanelModelTest::recordsMakeTheImage()
 {
     PanelModel panel;
     QCOMPARE(panel.nextRecord(), 0U);
@@ -116,7 +116,7 @@ void TestPanelModel::recordsMakeTheImage()
     QCOMPARE(panel.nextRecord(), 2U);
 }
 
-void TestPanelModel::severalRecordsInOneRequest()
+void PanelModelTest::severalRecordsInOneRequest()
 {
     PanelModel panel;
     const QByteArray both = hex("5015120600000000000101020600000001000103040A1C");
@@ -125,7 +125,7 @@ void TestPanelModel::severalRecordsInOneRequest()
     QCOMPARE(panel.counts().records, 2U);
 }
 
-void TestPanelModel::gapsReadAsErasedMemory()
+void PanelModelTest::gapsReadAsErasedMemory()
 {
     PanelModel panel;
     panel.answer(byteView(LastRecord));
@@ -135,7 +135,7 @@ void TestPanelModel::gapsReadAsErasedMemory()
     QVERIFY(image.endsWith(hex("0506")));
 }
 
-void TestPanelModel::recordZeroBeginsANewImage()
+void PanelModelTest::recordZeroBeginsANewImage()
 {
     PanelModel panel;
     panel.answer(byteView(Record0));
@@ -144,7 +144,7 @@ void TestPanelModel::recordZeroBeginsANewImage()
     QCOMPARE(byteArray(panel.image()), hex("0102"));
 }
 
-void TestPanelModel::recordZeroBehindTheLastOneGoesOn()
+void PanelModelTest::recordZeroBehindTheLastOneGoesOn()
 {
     PanelModel panel;
     panel.answer(byteView(LastRecord));
@@ -153,7 +153,7 @@ void TestPanelModel::recordZeroBehindTheLastOneGoesOn()
     QVERIFY(byteArray(panel.image()).startsWith(hex("0102FF")));
 }
 
-void TestPanelModel::discardedRecordIsAnsweredAll()
+void PanelModelTest::discardedRecordIsAnsweredAll()
 {
     PanelModel panel;
     QCOMPARE(byteArray(panel.answer(byteView(Record0), PanelModel::Taking::Discard)), Record0);
@@ -161,7 +161,7 @@ void TestPanelModel::discardedRecordIsAnsweredAll()
     QCOMPARE(panel.counts().records, 0U);
 }
 
-void TestPanelModel::countsEveryFrame()
+void PanelModelTest::countsEveryFrame()
 {
     PanelModel panel;
     for (const char *request :
@@ -176,7 +176,7 @@ void TestPanelModel::countsEveryFrame()
     QCOMPARE(panel.counts().exceptions, 1U);
 }
 
-void TestPanelModel::requestLengths_data()
+void PanelModelTest::requestLengths_data()
 {
     QTest::addColumn<QByteArray>("begin");
     QTest::addColumn<int>("length");
@@ -189,14 +189,14 @@ void TestPanelModel::requestLengths_data()
     QTest::newRow("too early") << hex("5015") << -1;
 }
 
-void TestPanelModel::requestLengths()
+void PanelModelTest::requestLengths()
 {
     QFETCH(QByteArray, begin);
     const std::optional<std::size_t> length = simulator::requestLength(byteView(begin));
     QTEST(length ? static_cast<int>(*length) : -1, "length");
 }
 
-void TestPanelModel::faultsBeginWithTheirRecord()
+void PanelModelTest::faultsBeginWithTheirRecord()
 {
     simulator::Misbehaviour misbehaviour;
     misbehaviour.fromRecord = 1;
@@ -212,7 +212,7 @@ void TestPanelModel::faultsBeginWithTheirRecord()
     QCOMPARE(panel.counts().exceptions, 1U);
 }
 
-void TestPanelModel::hangUpLosesTheRecord()
+void PanelModelTest::hangUpLosesTheRecord()
 {
     simulator::Misbehaviour misbehaviour;
     misbehaviour.hangUp = true;
@@ -223,5 +223,5 @@ void TestPanelModel::hangUpLosesTheRecord()
     QCOMPARE(panel.model().image().size(), 0U);
 }
 
-QTEST_GUILESS_MAIN(TestPanelModel)
+QTEST_GUILESS_MAIN(PanelModelTest)
 #include "tst_panelmodel.moc"

@@ -15,7 +15,7 @@
 
 /// What reaches the adapter's library and what does not, and what its answers become: over a table of
 /// functions.
-class TestSub20 : public TestCase
+class Sub20Test : public TestCase
 {
     Q_OBJECT
 
@@ -69,7 +69,7 @@ QString text(const char *latin1)
 
 } // namespace
 
-void TestSub20::functionsOfATableNeedNoSearch()
+void Sub20Test::functionsOfATableNeedNoSearch()
 {
     const ScriptedSub20 scripted;
     const MessageLog log;
@@ -80,7 +80,7 @@ void TestSub20::functionsOfATableNeedNoSearch()
     QCOMPARE(scripted.calls(), (QStringList{text("sub_open null"), text("sub_close h1")}));
 }
 
-void TestSub20::findsEachAdapter()
+void Sub20Test::findsEachAdapter()
 {
     ScriptedSub20 scripted;
     scripted.adapters = 2;
@@ -95,7 +95,7 @@ void TestSub20::findsEachAdapter()
                                             text("sub_find_devices d2")}));
 }
 
-void TestSub20::findsNoneAndLooksAgain()
+void Sub20Test::findsNoneAndLooksAgain()
 {
     ScriptedSub20 scripted;
     scripted.adapters = 0;
@@ -105,7 +105,7 @@ void TestSub20::findsNoneAndLooksAgain()
     QVERIFY(adapter.findDevices(nullptr) != nullptr);
 }
 
-void TestSub20::opensTheAdapterAskedFor()
+void Sub20Test::opensTheAdapterAskedFor()
 {
     ScriptedSub20 scripted;
     scripted.adapters = 2;
@@ -114,7 +114,7 @@ void TestSub20::opensTheAdapterAskedFor()
     QCOMPARE(scripted.calls().constLast(), text("sub_open d2"));
 }
 
-void TestSub20::openFailsWithoutAdapter()
+void Sub20Test::openFailsWithoutAdapter()
 {
     ScriptedSub20 scripted;
     scripted.adapters = 0;
@@ -125,7 +125,7 @@ void TestSub20::openFailsWithoutAdapter()
     QCOMPARE(scripted.calls(), QStringList{text("sub_open null")});
 }
 
-void TestSub20::callsPassThrough()
+void Sub20Test::callsPassThrough()
 {
     ScriptedSub20 scripted;
     scripted.reply = QByteArray::fromHex("50150A");
@@ -145,7 +145,7 @@ void TestSub20::callsPassThrough()
                           text("sub_rs_xfer h1 5500EA 62"), text("sub_close h1")}));
 }
 
-void TestSub20::infraredErrorIsExplainedByItsCode()
+void Sub20Test::infraredErrorIsExplainedByItsCode()
 {
     ScriptedSub20 scripted;
     scripted.answer(text("sub_ir_config"), -11, 12);
@@ -160,7 +160,7 @@ void TestSub20::infraredErrorIsExplainedByItsCode()
     QCOMPARE(failed.errorText, text("scripted error 13"));
 }
 
-void TestSub20::transferErrorIsExplainedByTheErrorVariable()
+void Sub20Test::transferErrorIsExplainedByTheErrorVariable()
 {
     ScriptedSub20 scripted;
     scripted.answer(text("sub_ir_tx"), 5, 5);
@@ -173,7 +173,7 @@ void TestSub20::transferErrorIsExplainedByTheErrorVariable()
     QCOMPARE(failed.errorText, text("scripted error 99"));
 }
 
-void TestSub20::anotherCallDoesNotChangeTheExplanation()
+void Sub20Test::anotherCallDoesNotChangeTheExplanation()
 {
     ScriptedSub20 scripted;
     scripted.answer(text("sub_rs_xfer"), -7, 99);
@@ -191,7 +191,7 @@ void TestSub20::anotherCallDoesNotChangeTheExplanation()
     QCOMPARE(failed.errorText, text("scripted error 99"));
 }
 
-void TestSub20::successIsNotExplained()
+void Sub20Test::successIsNotExplained()
 {
     ScriptedSub20 scripted;
     scripted.answer(text("sub_rs_xfer"), 0, 99);
@@ -203,7 +203,7 @@ void TestSub20::successIsNotExplained()
     QCOMPARE(scripted.calls(text("sub_strerror")), QStringList());
 }
 
-void TestSub20::errorTextMayBeMissing()
+void Sub20Test::errorTextMayBeMissing()
 {
     ScriptedSub20 scripted;
     scripted.hasErrorTexts = false;
@@ -215,7 +215,7 @@ void TestSub20::errorTextMayBeMissing()
     QCOMPARE(scripted.calls().constLast(), text("sub_strerror -5"));
 }
 
-void TestSub20::smallestResultCanBeNegated_data()
+void Sub20Test::smallestResultCanBeNegated_data()
 {
     QTest::addColumn<int>("result");
     QTest::addColumn<int>("value");
@@ -226,7 +226,7 @@ void TestSub20::smallestResultCanBeNegated_data()
     QTest::newRow("any other") << -70000 << -70000;
 }
 
-void TestSub20::smallestResultCanBeNegated()
+void Sub20Test::smallestResultCanBeNegated()
 {
     QFETCH(int, result);
     ScriptedSub20 scripted;
@@ -237,7 +237,7 @@ void TestSub20::smallestResultCanBeNegated()
     QCOMPARE(failed.errorText, text("scripted error 99"));
 }
 
-void TestSub20::countBeyondTheReplyIsNotBelieved()
+void Sub20Test::countBeyondTheReplyIsNotBelieved()
 {
     ScriptedSub20 scripted;
     scripted.answer(text("sub_rs_xfer"), 5000);
@@ -246,7 +246,7 @@ void TestSub20::countBeyondTheReplyIsNotBelieved()
     QCOMPARE(adapter.rsXfer(adapter.open(nullptr), {}, reply).value, 62);
 }
 
-void TestSub20::closedHandleIsNeverPassedOn()
+void Sub20Test::closedHandleIsNeverPassedOn()
 {
     ScriptedSub20 scripted;
     scripted.answer(text("sub_close"), 0, 7); // an error that has nothing to do with what follows
@@ -264,7 +264,7 @@ void TestSub20::closedHandleIsNeverPassedOn()
     QCOMPARE(scripted.calls(), before);
 }
 
-void TestSub20::foreignHandlesAreNeverPassedOn()
+void Sub20Test::foreignHandlesAreNeverPassedOn()
 {
     const ScriptedSub20 scripted;
     Sub20 adapter(ScriptedSub20::functions());
@@ -279,7 +279,7 @@ void TestSub20::foreignHandlesAreNeverPassedOn()
     QCOMPARE(scripted.calls(), before);
 }
 
-void TestSub20::reopenedHandleIsGoodAgain()
+void Sub20Test::reopenedHandleIsGoodAgain()
 {
     ScriptedSub20 scripted;
     scripted.handlesReturn = true;
@@ -294,7 +294,7 @@ void TestSub20::reopenedHandleIsGoodAgain()
     QCOMPARE(scripted.calls(text("sub_close")).size(), 2);
 }
 
-void TestSub20::handleIsClosedEvenIfClosingFails()
+void Sub20Test::handleIsClosedEvenIfClosingFails()
 {
     ScriptedSub20 scripted;
     scripted.answer(text("sub_close"), -9);
@@ -305,7 +305,7 @@ void TestSub20::handleIsClosedEvenIfClosingFails()
     QCOMPARE(scripted.calls(text("sub_close")).size(), 1);
 }
 
-void TestSub20::eachThreadHasItsHandle()
+void Sub20Test::eachThreadHasItsHandle()
 {
     constexpr int Threads = 4;
     constexpr int Rounds = 300000;
@@ -334,7 +334,7 @@ void TestSub20::eachThreadHasItsHandle()
         QCOMPARE(count, Rounds);
 }
 
-void TestSub20::everySymbolHasItsPlaceInTheTable()
+void Sub20Test::everySymbolHasItsPlaceInTheTable()
 {
     Sub20Functions table;
     QCOMPARE(resolveSub20Functions(table, libraryWithTheFirst(Symbols.size())), QString());
@@ -351,19 +351,19 @@ void TestSub20::everySymbolHasItsPlaceInTheTable()
         QCOMPARE(static_cast<const char *>(entries.at(i)), Symbols.at(i));
 }
 
-void TestSub20::firstMissingSymbolIsNamed_data()
+void Sub20Test::firstMissingSymbolIsNamed_data()
 {
     QTest::addColumn<int>("present");
     for (std::size_t i = 0; i < Symbols.size(); ++i)
         QTest::newRow(Symbols.at(i)) << static_cast<int>(i);
 }
 
-void TestSub20::firstMissingSymbolIsNamed()
+void Sub20Test::firstMissingSymbolIsNamed()
 {
     QFETCH(int, present);
     Sub20Functions table;
     QCOMPARE(resolveSub20Functions(table, libraryWithTheFirst(present)), text(QTest::currentDataTag()));
 }
 
-QTEST_GUILESS_MAIN(TestSub20)
+QTEST_GUILESS_MAIN(Sub20Test)
 #include "tst_sub20.moc"

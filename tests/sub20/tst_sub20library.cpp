@@ -9,7 +9,7 @@
 
 /// Finding the adapter's library. A process binds to it once: as long as there is no good library, each test
 /// leaves the binding as it was, and the last ones bind.
-class TestSub20Library : public TestCase
+class Sub20LibraryTest : public TestCase
 {
     Q_OBJECT
 
@@ -56,18 +56,18 @@ private:
     }
 };
 
-void TestSub20Library::initTestCase()
+void Sub20LibraryTest::initTestCase()
 {
     QCOMPARE(qEnvironmentVariable("LD_LIBRARY_PATH"), QStringLiteral(SUB20_LIBRARY_FOLDER));
     cleanup();
 }
 
-void TestSub20Library::cleanup()
+void Sub20LibraryTest::cleanup()
 {
     QFile::remove(libraryFile());
 }
 
-void TestSub20Library::openBeforeASearchFindsNothing()
+void Sub20LibraryTest::openBeforeASearchFindsNothing()
 {
     Sub20 &library = Sub20::instance();
     QCOMPARE(library.open(nullptr), sub_handle());
@@ -79,7 +79,7 @@ void TestSub20Library::openBeforeASearchFindsNothing()
     QCOMPARE(library.rsXfer(&library, {}, {}).errorText, QString());
 }
 
-void TestSub20Library::missingLibraryIsNoAdapter()
+void Sub20LibraryTest::missingLibraryIsNoAdapter()
 {
     const QString line = refusal();
     QVERIFY2(line.startsWith(QStringLiteral("debug: SUB-20 library not used: ")), qPrintable(line));
@@ -87,13 +87,13 @@ void TestSub20Library::missingLibraryIsNoAdapter()
     QCOMPARE(Sub20::instance().open(nullptr), sub_handle());
 }
 
-void TestSub20Library::everySearchLooksAgain()
+void Sub20LibraryTest::everySearchLooksAgain()
 {
     QVERIFY(!refusal().isEmpty());
     QVERIFY(!refusal().isEmpty());
 }
 
-void TestSub20Library::currentDirectoryIsNotSearched()
+void Sub20LibraryTest::currentDirectoryIsNotSearched()
 {
     const QTemporaryDir folder;
     QVERIFY(QFile::copy(simulator(), folder.filePath(QStringLiteral("libsub20.so"))));
@@ -104,7 +104,7 @@ void TestSub20Library::currentDirectoryIsNotSearched()
     QVERIFY2(line.contains(QStringLiteral("cannot open shared object file")), qPrintable(line));
 }
 
-void TestSub20Library::textFileIsNoLibrary()
+void Sub20LibraryTest::textFileIsNoLibrary()
 {
     install("This is no library.\n");
     const QString line = refusal();
@@ -113,7 +113,7 @@ void TestSub20Library::textFileIsNoLibrary()
              qPrintable(line));
 }
 
-void TestSub20Library::libraryForOtherMachinesIsNone()
+void Sub20LibraryTest::libraryForOtherMachinesIsNone()
 {
     QByteArray library = content(simulator());
     QVERIFY(library.startsWith("\x7F"
@@ -126,7 +126,7 @@ void TestSub20Library::libraryForOtherMachinesIsNone()
     QVERIFY2(line.contains(QStringLiteral("wrong ELF class")), qPrintable(line));
 }
 
-void TestSub20Library::missingSymbolIsNamed_data()
+void Sub20LibraryTest::missingSymbolIsNamed_data()
 {
     QTest::addColumn<QString>("symbol");
 
@@ -134,7 +134,7 @@ void TestSub20Library::missingSymbolIsNamed_data()
     QTest::newRow("variable") << QStringLiteral("sub_errno");
 }
 
-void TestSub20Library::missingSymbolIsNamed()
+void Sub20LibraryTest::missingSymbolIsNamed()
 {
     QFETCH(QString, symbol);
     install(content(simulator(QStringLiteral("_without_") + symbol)));
@@ -143,7 +143,7 @@ void TestSub20Library::missingSymbolIsNamed()
     QCOMPARE(Sub20::instance().open(nullptr), sub_handle());
 }
 
-void TestSub20Library::goodLibraryIsTakenAtTheNextSearch()
+void Sub20LibraryTest::goodLibraryIsTakenAtTheNextSearch()
 {
     install(content(simulator()));
     MessageLog log;
@@ -154,7 +154,7 @@ void TestSub20Library::goodLibraryIsTakenAtTheNextSearch()
     QCOMPARE(log.take(), QStringList());
 }
 
-void TestSub20Library::libraryStaysWhenItsFileGoes()
+void Sub20LibraryTest::libraryStaysWhenItsFileGoes()
 {
     QVERIFY(!QFile::exists(libraryFile()));
     MessageLog log;
@@ -162,5 +162,5 @@ void TestSub20Library::libraryStaysWhenItsFileGoes()
     QCOMPARE(log.take(), QStringList());
 }
 
-QTEST_GUILESS_MAIN(TestSub20Library)
+QTEST_GUILESS_MAIN(Sub20LibraryTest)
 #include "tst_sub20library.moc"

@@ -6,7 +6,7 @@
 #include <array>
 
 /// The process's binding finds a library where the program looks for one, and its calls arrive there.
-class TestSub20Simulator : public TestCase
+class Sub20SimulatorTest : public TestCase
 {
     Q_OBJECT
 
@@ -17,7 +17,7 @@ private slots:
     void closedHandleIsNoMisuse();
 };
 
-void TestSub20Simulator::findsEachAdapter()
+void Sub20SimulatorTest::findsEachAdapter()
 {
     SimulatedAdapter adapter(2);
     Sub20 &library = Sub20::instance();
@@ -32,7 +32,7 @@ void TestSub20Simulator::findsEachAdapter()
                                          QStringLiteral("sub_find_devices null = null")}));
 }
 
-void TestSub20Simulator::callsArrive()
+void Sub20SimulatorTest::callsArrive()
 {
     SimulatedAdapter adapter;
     adapter.set("LOG_DATA", "1");
@@ -49,7 +49,7 @@ void TestSub20Simulator::callsArrive()
     QCOMPARE(log.constLast(), QStringLiteral("sub_close %1 = 0").arg(name));
 }
 
-void TestSub20Simulator::errorsComeBack()
+void Sub20SimulatorTest::errorsComeBack()
 {
     SimulatedAdapter adapter;
     adapter.set("FAIL", "sub_ir_tx:1:13;sub_rs_xfer:1:-7:99");
@@ -65,7 +65,7 @@ void TestSub20Simulator::errorsComeBack()
     QCOMPARE(library.close(handle), 0);
 }
 
-void TestSub20Simulator::closedHandleIsNoMisuse()
+void Sub20SimulatorTest::closedHandleIsNoMisuse()
 {
     SimulatedAdapter adapter;
     adapter.set("REUSE_HANDLE", "1");
@@ -79,5 +79,5 @@ void TestSub20Simulator::closedHandleIsNoMisuse()
     QCOMPARE(adapter.calls(QStringLiteral("misuse")), QStringList());
 }
 
-QTEST_GUILESS_MAIN(TestSub20Simulator)
+QTEST_GUILESS_MAIN(Sub20SimulatorTest)
 #include "tst_sub20simulator.moc"

@@ -11,7 +11,7 @@
 #include <limits>
 
 /// Modbus over the RS-485 port of the adapter.
-class TestSub20Transport : public TestCase
+class Sub20TransportTest : public TestCase
 {
     Q_OBJECT
 
@@ -44,11 +44,12 @@ public:
                          [this](const QString &text) { events.add(QStringLiteral("error: ") + text); });
         if (!variable.isEmpty())
             adapter.set(variable, value);
-        QVERIFY(Sub20::instance().findDevices(nullptr) != nullptr);
-        handle = Sub20::instance().open(nullptr);
+        modbus.setAdapter(adapter.binding());
+        QVERIFY(adapter.binding().findDevices(nullptr) != nullptr);
+        handle = adapter.binding().open(nullptr);
         QVERIFY(handle != nullptr);
     }
-    ~AdapterLink() { Sub20::instance().close(handle); }
+    ~AdapterLink() { adapter.binding().close(handle); }
     AdapterLink(const AdapterLink &) = delete;
     AdapterLink &operator=(const AdapterLink &) = delete;
 
@@ -72,7 +73,7 @@ public:
 
 } // namespace
 
-void TestSub20Transport::requestAndReplyPassTheAdapter()
+void Sub20TransportTest::requestAndReplyPassTheAdapter()
 {
     AdapterLink link;
     QCOMPARE(link.writeChunk(), 0);
@@ -82,7 +83,7 @@ void TestSub20Transport::requestAndReplyPassTheAdapter()
     QCOMPARE(link.events.take(), QStringList());
 }
 
-void TestSub20Transport::identityHasAShorterTimeout()
+void Sub20TransportTest::identityHasAShorterTimeout()
 {
     AdapterLink link;
     OutputCapture output;
@@ -94,7 +95,7 @@ void TestSub20Transport::identityHasAShorterTimeout()
                                         QStringLiteral("sub_rs_xfer h 7 62 = 21")}));
 }
 
-void TestSub20Transport::replyIsJudged_data()
+void Sub20TransportTest::replyIsJudged_data()
 {
     QTest::addColumn<QByteArray>("misbehaviour");
     QTest::addColumn<int>("result");
@@ -114,7 +115,7 @@ void TestSub20Transport::replyIsJudged_data()
     QTest::newRow("late-ms=300") << QByteArray("late-ms=300") << 0 << QStringList();
 }
 
-void TestSub20Transport::replyIsJudged()
+void Sub20TransportTest::replyIsJudged()
 {
     QFETCH(QByteArray, misbehaviour);
     AdapterLink link("RS", misbehaviour);
@@ -122,7 +123,7 @@ void TestSub20Transport::replyIsJudged()
     QTEST(link.events.take(), "events");
 }
 
-void TestSub20Transport::libraryErrorIsReportedByItsText_data()
+void Sub20TransportTest::libraryErrorIsReportedByItsText_data()
 {
     QTest::addColumn<QByteArray>("variable");
     QTest::addColumn<QByteArray>("value");
@@ -142,7 +143,7 @@ void TestSub20Transport::libraryErrorIsReportedByItsText_data()
                              << QStringLiteral("error: sub_rs_xfer: ");
 }
 
-void TestSub20Transport::libraryErrorIsReportedByItsText()
+void Sub20TransportTest::libraryErrorIsReportedByItsText()
 {
     QFETCH(QByteArray, variable);
     QFETCH(QByteArray, value);
@@ -152,7 +153,7 @@ void TestSub20Transport::libraryErrorIsReportedByItsText()
     QCOMPARE(link.events.take(), QStringList{text});
 }
 
-void TestSub20Transport::silentPanelIsATimeout()
+void Sub20TransportTest::silentPanelIsATimeout()
 {
     AdapterLink link("RS", "silent");
     QElapsedTimer timer;
@@ -162,7 +163,7 @@ void TestSub20Transport::silentPanelIsATimeout()
     QCOMPARE(link.events.take(), QStringList{QStringLiteral("error: Modbus Timeout")});
 }
 
-void TestSub20Transport::replySize_data()
+void Sub20TransportTest::replySize_data()
 {
     QTest::addColumn<QByteArray>("misbehaviour");
     QTest::addColumn<int>("result");
@@ -172,7 +173,7 @@ void TestSub20Transport::replySize_data()
     QTest::newRow("much longer ones as well") << QByteArray("oversize=4000") << 104;
 }
 
-void TestSub20Transport::replySize()
+void Sub20TransportTest::replySize()
 {
     QFETCH(QByteArray, misbehaviour);
     AdapterLink link("RS", misbehaviour);
@@ -180,7 +181,7 @@ void TestSub20Transport::replySize()
     QCOMPARE(link.calls().constLast(), QStringLiteral("sub_rs_xfer h 44 62 = 62"));
 }
 
-void TestSub20Transport::countBeyondTheReceiveSizeIsNotBelieved()
+void Sub20TransportTest::countBeyondTheReceiveSizeIsNotBelieved()
 {
     AdapterLink link("FAIL", "sub_rs_xfer:1:5000");
     link.modbus.setTraceFlag(1);
@@ -190,14 +191,14 @@ void TestSub20Transport::countBeyondTheReceiveSizeIsNotBelieved()
     QCOMPARE(events.at(1).count(QStringLiteral("00")), 62);
 }
 
-void TestSub20Transport::refusedTimingDoesNotEndTheTransaction()
+void Sub20TransportTest::refusedTimingDoesNotEndTheTransaction()
 {
     AdapterLink link("FAIL", "sub_rs_timing:1:-3");
     QCOMPARE(link.writeChunk(), 0);
     QCOMPARE(link.events.take(), QStringList());
 }
 
-void TestSub20Transport::broadcastWaitsShortlyAndPauses()
+void Sub20TransportTest::broadcastWaitsShortlyAndPauses()
 {
     AdapterLink link;
     link.modbus.setBroadcastDelay(200);
@@ -211,7 +212,7 @@ void TestSub20Transport::broadcastWaitsShortlyAndPauses()
     QCOMPARE(link.events.take(), QStringList());
 }
 
-void TestSub20Transport::replyToABroadcastIsDumpedOnly()
+void Sub20TransportTest::replyToABroadcastIsDumpedOnly()
 {
     AdapterLink link("FAIL", "sub_rs_xfer:1:5"); // five bytes that are no good reply
     link.modbus.setTraceFlag(1);
@@ -222,10 +223,10 @@ void TestSub20Transport::replyToABroadcastIsDumpedOnly()
     QCOMPARE(events.constLast(), QStringLiteral("info: <-- 00|00|00 00_00 "));
 }
 
-void TestSub20Transport::closedHandleIsAnError()
+void Sub20TransportTest::closedHandleIsAnError()
 {
     AdapterLink link;
-    Sub20::instance().close(link.handle);
+    link.adapter.binding().close(link.handle);
     const QStringList before = link.adapter.calls(QStringLiteral("sub_rs_xfer"));
     QCOMPARE(link.writeChunk(), 1);
     QCOMPARE(link.adapter.calls(QStringLiteral("sub_rs_xfer")), before);
@@ -233,5 +234,5 @@ void TestSub20Transport::closedHandleIsAnError()
     QCOMPARE(link.events.take(), QStringList{QStringLiteral("error: sub_rs_xfer: ")});
 }
 
-QTEST_GUILESS_MAIN(TestSub20Transport)
+QTEST_GUILESS_MAIN(Sub20TransportTest)
 #include "tst_sub20transport.moc"

@@ -10,7 +10,7 @@
 #include <QTemporaryDir>
 
 /// Where Windows looks for what the adapter's library depends on.
-class TestTrustedLoad : public TestCase
+class TrustedLoadTest : public TestCase
 {
     Q_OBJECT
 
@@ -27,7 +27,7 @@ private:
     static QString nameOf(const QString &file) { return QFileInfo(file).fileName(); }
 };
 
-void TestTrustedLoad::dependencyBesideTheLibraryIsTaken()
+void TrustedLoadTest::dependencyBesideTheLibraryIsTaken()
 {
     const QTemporaryDir folder;
     const QString copy = folder.filePath(nameOf(needy()));
@@ -41,7 +41,7 @@ void TestTrustedLoad::dependencyBesideTheLibraryIsTaken()
     QVERIFY(library.unload());
 }
 
-void TestTrustedLoad::dependencyInTheCurrentDirectoryIsNotTaken()
+void TrustedLoadTest::dependencyInTheCurrentDirectoryIsNotTaken()
 {
     const QString before = QDir::currentPath();
     const auto restored = qScopeGuard([&before] { QDir::setCurrent(before); });
@@ -50,7 +50,7 @@ void TestTrustedLoad::dependencyInTheCurrentDirectoryIsNotTaken()
     QVERIFY2(load.problem().startsWith(needy() + QStringLiteral(": ")), qPrintable(load.problem()));
 }
 
-void TestTrustedLoad::dependencyInPathIsNotTaken()
+void TrustedLoadTest::dependencyInPathIsNotTaken()
 {
     const QByteArray before = qgetenv("PATH");
     const auto restored = qScopeGuard([&before] { qputenv("PATH", before); });
@@ -63,14 +63,14 @@ void TestTrustedLoad::dependencyInPathIsNotTaken()
     QVERIFY(library.unload());
 }
 
-void TestTrustedLoad::missingFileIsNamed()
+void TrustedLoadTest::missingFileIsNamed()
 {
     const QString file = QDir::tempPath() + QStringLiteral("/nosuchlibrary.dll");
     const TrustedLoad load(file);
     QVERIFY2(load.problem().startsWith(file + QStringLiteral(": ")), qPrintable(load.problem()));
 }
 
-void TestTrustedLoad::textFileIsNoLibrary()
+void TrustedLoadTest::textFileIsNoLibrary()
 {
     const QTemporaryDir folder;
     QFile file(folder.filePath(QStringLiteral("text.dll")));
@@ -80,5 +80,5 @@ void TestTrustedLoad::textFileIsNoLibrary()
     QVERIFY2(load.problem().startsWith(file.fileName() + QStringLiteral(": ")), qPrintable(load.problem()));
 }
 
-QTEST_GUILESS_MAIN(TestTrustedLoad)
+QTEST_GUILESS_MAIN(TrustedLoadTest)
 #include "tst_trustedload.moc"

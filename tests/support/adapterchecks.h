@@ -13,6 +13,9 @@
 #include <QRegularExpression>
 #include <QSet>
 
+#include <cerrno>
+#include <cstring>
+
 /// What updates through the adapter have in common: the menu's entries, the calls that reach the adapter's
 /// library, and what a session leaves behind.
 
@@ -91,11 +94,11 @@ inline void addImagesThatDoNotOpen()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("reason");
-    const QString missing = QStringLiteral("No such file or directory");
+    const QString missing = QString::fromLocal8Bit(std::strerror(ENOENT));
     QTest::newRow("missing") << QStringLiteral("/nowhere/panel.INC") << missing;
     QTest::newRow("placeholders in its name") << QStringLiteral("/nowhere/%2 %1.INC") << missing;
     QTest::newRow("no name") << QString() << missing;
-    QTest::newRow("folder") << QStringLiteral("/") << QStringLiteral("Is a directory");
+    QTest::newRow("folder") << QStringLiteral("/") << QString::fromLocal8Bit(std::strerror(EISDIR));
 }
 
 /// Runs an update over this connection with the row's image: it ends, and the user is told why.

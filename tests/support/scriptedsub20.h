@@ -39,6 +39,8 @@ public:
     bool handlesReturn = false;
     bool hasErrorTexts = true;
     QByteArray reply;
+    /// Makes the reply from the request, when it is set.
+    std::function<QByteArray(const QByteArray &request)> replyTo;
     /// Runs within each call, on its thread, with the call's line.
     std::function<void(const QString &call)> onCall;
 
@@ -119,8 +121,9 @@ private:
     }
     int rsXfer(sub_handle handle, const QByteArray &request, char *rx, int rxSize)
     {
-        const auto count = static_cast<int>(std::min<qsizetype>(reply.size(), rxSize));
-        std::copy_n(reply.constData(), count, rx);
+        const QByteArray bytes = replyTo ? replyTo(request) : reply;
+        const auto count = static_cast<int>(std::min<qsizetype>(bytes.size(), rxSize));
+        std::copy_n(bytes.constData(), count, rx);
         return answered(QStringLiteral("sub_rs_xfer"),
                         QStringLiteral("%1 %2 %3")
                             .arg(nameOf(handle), QString::fromLatin1(request.toHex().toUpper()))

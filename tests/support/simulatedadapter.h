@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "sub20/sub20.h"
+#include "sub20/sub20library.h"
+
 #include <QByteArray>
 #include <QFile>
-#include <QLibrary>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -11,15 +13,14 @@
 #include <QTest>
 
 /// The simulated adapter library in this process, with a fresh simulation for as long as this object lives.
-/// The program asks for the library and gets this one: on Linux, by its bare name, because it is loaded
-/// already; on Windows because the test lies beside it.
+/// Sub20::instance() asks the system for the library and gets this one: on Linux, by its bare name, because
+/// it is loaded already; on Windows only in a test that lies beside it.
 class SimulatedAdapter
 {
 public:
     explicit SimulatedAdapter(int adapters = 1)
     {
-        QLibrary library(QStringLiteral(SUB20_SIMULATOR));
-        QVERIFY2(library.load(), qPrintable(library.errorString()));
+        QVERIFY2(library().functions, qPrintable(library().problem));
         setAdapters(adapters);
         set("ADAPTERS_FILE", file("adapters").toLocal8Bit());
         set("LOG", file("log").toLocal8Bit());
@@ -34,6 +35,13 @@ public:
     }
     SimulatedAdapter(const SimulatedAdapter &) = delete;
     SimulatedAdapter &operator=(const SimulatedAdapter &) = delete;
+
+    /// The one binding to the simulated library, of all simulations.
+    Sub20 &binding() const
+    {
+        static Sub20 bound(library().functions.value());
+        return bound;
+    }
 
     /// Sets a variable of the simulation, named without its prefix. Not while a loader runs.
     void set(const QByteArray &variable, const QByteArray &value)
@@ -60,6 +68,12 @@ public:
     QByteArray modbusImage() const { return content("modbus"); }
 
 private:
+    /// Loaded once, and for good.
+    static const Sub20Library &library()
+    {
+        static const Sub20Library loaded = loadSub20Library(QStringLiteral(SUB20_SIMULATOR));
+        return loaded;
+    }
     QString file(const char *name) const { return folder.filePath(QString::fromLatin1(name)); }
     QByteArray content(const char *name) const
     {

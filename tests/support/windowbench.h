@@ -2,8 +2,9 @@
 #pragma once
 
 #include "app/mainwindow.h"
-#include "tests/support/mockdevices.h"
+#include "tests/support/fakehardware.h"
 #include "tests/support/settingsfolder.h"
+#include "tests/support/simulatedadapter.h"
 #include "tests/support/windowprobe.h"
 #include "trace/logbrowser.h"
 
@@ -15,14 +16,21 @@
 #include <memory>
 #include <utility>
 
-/// A window, with settings, devices and image files of its own. For programs made WITH_DEVICES.
+/// A window, with settings, devices and image files of its own. Its serial ports are made up; one that is to
+/// be opened has the path of a pseudo-terminal for its name.
 class WindowBench
 {
 public:
-    SettingsFolder settings;
-    MockDevices devices;
+    /// Without an adapter.
+    WindowBench() : WindowBench(noAdapter()) {}
+    explicit WindowBench(const SimulatedAdapter &adapter) : WindowBench(adapter.binding()) {}
+    explicit WindowBench(Sub20 &adapter) : devices(adapter), lent(devices.hardware()) {}
+    /// With this hardware in place of `devices`.
+    explicit WindowBench(Hardware hardware) : lent(std::move(hardware)) {}
 
-    WindowBench() = default;
+    SettingsFolder settings;
+    FakeHardware devices;
+
     ~WindowBench() { end(); }
     WindowBench(const WindowBench &) = delete;
     WindowBench &operator=(const WindowBench &) = delete;
@@ -31,7 +39,7 @@ public:
     MainWindow &start()
     {
         end();
-        current = std::make_unique<MainWindow>();
+        current = std::make_unique<MainWindow>(lent);
         return *current;
     }
     /// The same, with an image and a connection of this name stored before.
@@ -86,6 +94,7 @@ private:
         delete logBrowser;
     }
 
+    const Hardware lent;
     QTemporaryDir folder;
     std::unique_ptr<MainWindow> current;
 };

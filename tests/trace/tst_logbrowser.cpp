@@ -416,7 +416,7 @@ void LogBrowserTest::theUploadsMessagesAreShown()
 {
     const HandlerGuard guard;
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     MainWindow &window = bench.start(QStringLiteral("InfraRed SUB-20"), QByteArray(480, 'x'));
     window.logHotKeyPressed();
     bench.press();

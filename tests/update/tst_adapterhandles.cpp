@@ -99,7 +99,7 @@ void AdapterHandlesTest::oneOfTwoAdaptersIsOpened()
 {
     QFETCH(const QString, connection);
     SimulatedAdapter adapter(2);
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(connection, unevenBytes(96));
     QStringList entries;
     for (const QAction *const action : bench.probe().menu()->actions())
@@ -124,7 +124,7 @@ void AdapterHandlesTest::eachRunHasItsOwnHandle()
     SimulatedAdapter adapter;
     adapter.set("REUSE_HANDLE", reuse);
     adapter.set("EXCLUSIVE", "1");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, unevenBytes(96));
     for (int round = 1; round <= 6; ++round) {
         choose(bench, round % 3 == 0 ? InfraRedText : ModbusText);
@@ -147,7 +147,7 @@ void AdapterHandlesTest::aRunThatFailsBeforeOpeningClosesNothing()
     QFETCH(const QByteArray, reuse);
     SimulatedAdapter adapter;
     adapter.set("REUSE_HANDLE", reuse);
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(connection, unevenBytes(96));
     const QString image = bench.probe().imageFileName();
     const MessageBoxes boxes;
@@ -175,7 +175,7 @@ void AdapterHandlesTest::aHandleIsClosedOnceEvenIfClosingFails()
 {
     SimulatedAdapter adapter;
     adapter.set("FAIL", "sub_close:1:-9");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, unevenBytes(96));
     QCOMPARE(run(bench), 0);
     verifySessionEnded(bench, true);
@@ -203,7 +203,7 @@ void AdapterHandlesTest::theMenuIsSwitchedDuringTheRun()
     SimulatedAdapter adapter;
     adapter.set("IR_TIME", "20");
     adapter.set("RS_TIME", "30");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.devices.addSerialPort(PortName, QStringLiteral("USB Serial Converter"), ConverterVendorId);
     bench.start(connection, image);
     startAndWait(bench, adapter);
@@ -239,7 +239,7 @@ void AdapterHandlesTest::stopThenStartWithinOneBlock()
     adapter.set("EXCLUSIVE", "1"); // a run that begins too early cannot open the adapter
     adapter.set("IR_TIME", "30");
     adapter.set("RS_TIME", "100");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(connection, unevenBytes(200 * 48));
     const MessageBoxes boxes;
     startAndWait(bench, adapter);
@@ -267,7 +267,7 @@ void AdapterHandlesTest::closingTheWindowInTheMiddle()
     SimulatedAdapter adapter;
     adapter.set("IR_TIME", "20");
     adapter.set("RS_TIME", "50");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(connection, unevenBytes(200 * 48));
     startAndWait(bench, adapter);
     const QFuture<int> future = bench.probe().future();
@@ -282,7 +282,7 @@ void AdapterHandlesTest::closingTheWindowBetweenStopAndStart()
 {
     SimulatedAdapter adapter;
     adapter.set("IR_TIME", "50");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, unevenBytes(100 * 48));
     startAndWait(bench, adapter);
     bench.press();

@@ -5,7 +5,7 @@
 #include <limits>
 
 /// The text of the progress bar.
-class TestElapsedText : public TestCase
+class ElapsedTextTest : public TestCase
 {
     Q_OBJECT
 
@@ -14,7 +14,7 @@ private slots:
     void text();
 };
 
-void TestElapsedText::text_data()
+void ElapsedTextTest::text_data()
 {
     QTest::addColumn<quint32>("ms");
     QTest::addColumn<QString>("time");
@@ -33,12 +33,12 @@ void TestElapsedText::text_data()
     QTest::newRow("largest") << std::numeric_limits<quint32>::max() << QStringLiteral("02:47");
 }
 
-void TestElapsedText::text()
+void ElapsedTextTest::text()
 {
     QFETCH(quint32, ms);
     QFETCH(QString, time);
     QCOMPARE(elapsedText(ms), QStringLiteral("Elapsed time: ") + time);
 }
 
-QTEST_GUILESS_MAIN(TestElapsedText)
+QTEST_GUILESS_MAIN(ElapsedTextTest)
 #include "tst_elapsedtext.moc"

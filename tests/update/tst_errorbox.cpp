@@ -6,7 +6,9 @@
 
 #include <QAbstractButton>
 #include <QGuiApplication>
+#include <QPushButton>
 #include <QThread>
+#include <QWindow>
 
 #include <atomic>
 #include <memory>
@@ -40,6 +42,7 @@ private:
 
 } // namespace
 
+/// The error box, whichever thread asks for it.
 class ErrorBoxTest : public TestCase
 {
     Q_OBJECT
@@ -78,22 +81,35 @@ void ErrorBoxTest::theBox()
     QVERIFY(!box.parent);
 }
 
+/// While it is open, the window gets no click; and it is closed by its button.
 void ErrorBoxTest::theBoxIsModal()
 {
     WindowBench bench;
-    bench.start();
-    bool isModal = false;
+    bench.start(QString(), "image");
+    bench.window().show();
+    QVERIFY(QTest::qWaitForWindowExposed(&bench.window()));
+    auto *const button = bench.widget<QPushButton>("updBtn");
+    int clicks = 0;
+    connect(button, &QPushButton::clicked, this, [&clicks] { ++clicks; });
+    // Through the window, as the desktop sends it.
+    const auto click = [&] {
+        QTest::mouseClick(bench.window().windowHandle(), Qt::LeftButton, {},
+                          button->mapTo(&bench.window(), button->rect().center()));
+    };
+    click();
+    QCOMPARE(clicks, 1);
     bool closes = false;
-    ModalWatch<QMessageBox> watch([&](QMessageBox &box) {
-        isModal = box.isModal();
-        QCOMPARE(box.buttons().size(), 1);
-        QTest::mouseClick(box.buttons().constFirst(), Qt::LeftButton);
+    const ModalWatch<QMessageBox> watch([&](QMessageBox &box) {
+        click();
+        QTest::mouseClick(box.button(QMessageBox::Close), Qt::LeftButton);
         closes = !box.isVisible();
     });
     bench.window().reportError(QStringLiteral("It broke"));
     QCOMPARE(watch.count(), 1);
-    QVERIFY(isModal);
+    QCOMPARE(clicks, 1);
     QVERIFY(closes);
+    click();
+    QCOMPARE(clicks, 2);
     QCoreApplication::processEvents(); // the button's queued notice arrives at the window
 }
 
@@ -204,7 +220,7 @@ void ErrorBoxTest::severalThreadsGetTheirBoxes()
 void ErrorBoxTest::aMissingAdapterIsShownBeforeTheSessionEnds()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, "image");
     adapter.setAdapters(0);
     bool sessionOpen = false;
@@ -227,7 +243,7 @@ void ErrorBoxTest::closingTheWindowBeforeTheBoxIsShown()
     SimulatedAdapter adapter;
     for (int round = 0; round < 20; ++round) {
         adapter.setAdapters(1);
-        WindowBench bench;
+        WindowBench bench(adapter);
         bench.start(InfraRedText, "image");
         adapter.setAdapters(0);
         const qsizetype opened = adapter.calls(QStringLiteral("sub_open")).size();
@@ -247,7 +263,7 @@ void ErrorBoxTest::closingTheWindowBeforeTheBoxIsShown()
 void ErrorBoxTest::quittingWhileTheBoxIsShown()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, "image");
     adapter.setAdapters(0);
     int boxes = 0;

@@ -45,6 +45,7 @@ void choose(const WindowBench &bench, const QString &fileName)
 
 } // namespace
 
+/// The choice of an image file, and what an upload takes of it.
 class ImageChoiceTest : public TestCase
 {
     Q_OBJECT
@@ -145,7 +146,7 @@ void ImageChoiceTest::cancellingForgetsTheNameButShowsIt()
 void ImageChoiceTest::startingAfterCancellingFailsToOpenNoName()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, "image");
     choose(bench, QString());
     const MessageBoxes boxes;
@@ -169,7 +170,7 @@ void ImageChoiceTest::cancellingEnablesTheButtonEvenWithoutName()
 void ImageChoiceTest::startingWithoutImage()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start();
     choose(bench, QString());
     bench.widget<QProgressBar>("progressBar")->setValue(7);

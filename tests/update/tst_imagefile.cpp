@@ -9,7 +9,7 @@
 #include <cerrno>
 
 /// Reading a firmware image, and the words where that fails in the same way on every system.
-class TestImageFile : public TestCase
+class ImageFileTest : public TestCase
 {
     Q_OBJECT
 
@@ -32,7 +32,7 @@ private:
     QTemporaryDir folder;
 };
 
-void TestImageFile::failedOpenHasTheSystemsWords_data()
+void ImageFileTest::failedOpenHasTheSystemsWords_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("text");
@@ -44,7 +44,7 @@ void TestImageFile::failedOpenHasTheSystemsWords_data()
     QTest::newRow("folder") << folder.path() << QStringLiteral("Is a directory");
 }
 
-void TestImageFile::failedOpenHasTheSystemsWords()
+void ImageFileTest::failedOpenHasTheSystemsWords()
 {
     QFETCH(QString, name);
     ImageFile image(name);
@@ -52,7 +52,7 @@ void TestImageFile::failedOpenHasTheSystemsWords()
     QTEST(image.errorText(), "text");
 }
 
-void TestImageFile::openIgnoresAStaleErrorNumber()
+void ImageFileTest::openIgnoresAStaleErrorNumber()
 {
     ImageFile image{QString()};
     errno = ENOMEM;
@@ -60,7 +60,7 @@ void TestImageFile::openIgnoresAStaleErrorNumber()
     QCOMPARE(image.errorText(), QStringLiteral("No such file or directory"));
 }
 
-void TestImageFile::readFillsBlocksToTheEnd()
+void ImageFileTest::readFillsBlocksToTheEnd()
 {
     const QByteArray content = countingBytes(0, 100);
     ImageFile image(fileOf(content));
@@ -77,7 +77,7 @@ void TestImageFile::readFillsBlocksToTheEnd()
     QCOMPARE(whole, content);
 }
 
-void TestImageFile::shortReadKeepsTheRestOfTheBlock()
+void ImageFileTest::shortReadKeepsTheRestOfTheBlock()
 {
     ImageFile image(fileOf("abc"));
     QVERIFY(image.open());
@@ -86,7 +86,7 @@ void TestImageFile::shortReadKeepsTheRestOfTheBlock()
     QCOMPARE(byteArray(block), QByteArray("abc45"));
 }
 
-void TestImageFile::emptyFile()
+void ImageFileTest::emptyFile()
 {
     ImageFile image(fileOf(""));
     QVERIFY(image.open());
@@ -95,5 +95,5 @@ void TestImageFile::emptyFile()
     QCOMPARE(image.read(block), 0);
 }
 
-QTEST_GUILESS_MAIN(TestImageFile)
+QTEST_GUILESS_MAIN(ImageFileTest)
 #include "tst_imagefile.moc"

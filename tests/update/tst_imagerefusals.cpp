@@ -11,7 +11,7 @@
 #include <array>
 
 /// The words of the system where it refuses a firmware image, in ways that only Linux has.
-class TestImageRefusals : public TestCase
+class ImageRefusalsTest : public TestCase
 {
     Q_OBJECT
 
@@ -34,7 +34,7 @@ private:
     QTemporaryDir folder;
 };
 
-void TestImageRefusals::failedOpenHasTheSystemsWords_data()
+void ImageRefusalsTest::failedOpenHasTheSystemsWords_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("text");
@@ -48,7 +48,7 @@ void TestImageRefusals::failedOpenHasTheSystemsWords_data()
                                     << QStringLiteral("Too many levels of symbolic links");
 }
 
-void TestImageRefusals::failedOpenHasTheSystemsWords()
+void ImageRefusalsTest::failedOpenHasTheSystemsWords()
 {
     QFETCH(QString, name);
     ImageFile image(name);
@@ -56,7 +56,7 @@ void TestImageRefusals::failedOpenHasTheSystemsWords()
     QTEST(image.errorText(), "text");
 }
 
-void TestImageRefusals::unreadableFile()
+void ImageRefusalsTest::unreadableFile()
 {
     const QString name = smallFile();
     QVERIFY(QFile::setPermissions(name, {}));
@@ -73,7 +73,7 @@ void TestImageRefusals::unreadableFile()
     QCOMPARE(text, QStringLiteral("Permission denied"));
 }
 
-void TestImageRefusals::openFailsWithoutAFreeDescriptor()
+void ImageRefusalsTest::openFailsWithoutAFreeDescriptor()
 {
     const QString name = smallFile();
     rlimit before{};
@@ -89,7 +89,7 @@ void TestImageRefusals::openFailsWithoutAFreeDescriptor()
     QCOMPARE(text, QStringLiteral("Too many open files"));
 }
 
-void TestImageRefusals::failedReadHasTheSystemsWords()
+void ImageRefusalsTest::failedReadHasTheSystemsWords()
 {
     // Nothing is mapped at the very start of this process's memory.
     ImageFile image(QStringLiteral("/proc/self/mem"));
@@ -99,7 +99,7 @@ void TestImageRefusals::failedReadHasTheSystemsWords()
     QCOMPARE(image.errorText(), QStringLiteral("Input/output error"));
 }
 
-void TestImageRefusals::failedReadKeepsTheErrorNumber()
+void ImageRefusalsTest::failedReadKeepsTheErrorNumber()
 {
     QProcess process;
     process.start(QStringLiteral("sleep"), {QStringLiteral("600")});
@@ -113,5 +113,5 @@ void TestImageRefusals::failedReadKeepsTheErrorNumber()
     QCOMPARE(image.errorText(), QStringLiteral("No such process"));
 }
 
-QTEST_GUILESS_MAIN(TestImageRefusals)
+QTEST_GUILESS_MAIN(ImageRefusalsTest)
 #include "tst_imagerefusals.moc"

@@ -40,12 +40,11 @@ private slots:
     void theAdapterFails();
     void theImageDoesNotOpen_data();
     void theImageDoesNotOpen();
-    void theImageCannotBeRead();
 };
 
 void InfraredFailuresTest::withoutTheLibrary()
 {
-    WindowBench bench;
+    WindowBench bench(Sub20::instance());
     bench.settings.setValue(QStringLiteral("settings/connection_type"), 1);
     const MessageLog log;
     bench.start(InfraRedText, unevenBytes(100));
@@ -74,7 +73,7 @@ void InfraredFailuresTest::noAdapterOpens()
     QFETCH(const QByteArray, failure);
     const QByteArray image = unevenBytes(96);
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, image);
     adapter.set("FAIL", failure);
     adapter.setAdapters(failure.isEmpty() ? 0 : 1);
@@ -142,7 +141,7 @@ void InfraredFailuresTest::theAdapterFails()
     const QByteArray image = unevenBytes(10 * BlockSize);
     SimulatedAdapter adapter;
     adapter.set(variable, value);
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, image);
     const EmitterLog told(*bench.probe().emitter());
     const MessageLog log;
@@ -173,32 +172,11 @@ void InfraredFailuresTest::theImageDoesNotOpen_data()
 void InfraredFailuresTest::theImageDoesNotOpen()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     verifyImageDoesNotOpen(bench, InfraRedText);
     QCOMPARE(opens(adapter.log()), 1);
     QCOMPARE(adapter.calls(QStringLiteral("sub_ir_config")), QStringList());
     QCOMPARE(handleFaults(adapter.log()), QStringList());
-}
-
-void InfraredFailuresTest::theImageCannotBeRead()
-{
-    SimulatedAdapter adapter;
-    WindowBench bench;
-    bench.start(InfraRedText, unevenBytes(100));
-    // Opens like any file, but its first page is nobody's memory.
-    bench.probe().imageFileName() = QStringLiteral("/proc/self/mem");
-    const EmitterLog told(*bench.probe().emitter());
-    const MessageBoxes boxes;
-    bench.press();
-    QVERIFY(bench.waitForEnd());
-    const QString text = QStringLiteral("IRBOOT. Image read failed: Input/output error");
-    QCOMPARE(told.lines(), (QStringList{QStringLiteral("load_start 0 0"), QStringLiteral("load_progress 0"),
-                                        ErrorPrefix + text}));
-    QCOMPARE(boxes.informativeTexts(), QStringList{text});
-    QCOMPARE(bench.probe().future().result(), -1);
-    QCOMPARE(adapter.calls(Transmission), QStringList());
-    QCOMPARE(handleFaults(adapter.log()), QStringList());
-    verifySessionEnded(bench, false);
 }
 
 QTEST_MAIN(InfraredFailuresTest)

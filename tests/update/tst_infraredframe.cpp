@@ -7,7 +7,7 @@
 #include <vector>
 
 /// Infrared frames against literal bytes.
-class TestInfraredFrame : public TestCase
+class InfraredFrameTest : public TestCase
 {
     Q_OBJECT
 
@@ -42,7 +42,7 @@ QByteArray builtFrame(int variant, int number, const QByteArray &block)
 
 } // namespace
 
-void TestInfraredFrame::checksum_data()
+void InfraredFrameTest::checksum_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<int>("crc");
@@ -54,13 +54,13 @@ void TestInfraredFrame::checksum_data()
     QTest::newRow("number 1 and 48 zero bytes") << QByteArray(1, '\1') + QByteArray(48, '\0') << 0x19;
 }
 
-void TestInfraredFrame::checksum()
+void InfraredFrameTest::checksum()
 {
     QFETCH(QByteArray, bytes);
     QTEST(int{infrared::crc8(byteView(bytes))}, "crc");
 }
 
-void TestInfraredFrame::frame_data()
+void InfraredFrameTest::frame_data()
 {
     QTest::addColumn<int>("number");
     QTest::addColumn<QByteArray>("block");
@@ -79,7 +79,7 @@ void TestInfraredFrame::frame_data()
                                "202122232425262728292A2B2C2D2E2FEBFFFFFFFFFFFFFFFF");
 }
 
-void TestInfraredFrame::frame()
+void InfraredFrameTest::frame()
 {
     QFETCH(int, number);
     QFETCH(QByteArray, block);
@@ -88,7 +88,7 @@ void TestInfraredFrame::frame()
     QCOMPARE(builtFrame(infrared::CrcVariant, number, block).toHex(), bytes.toHex());
 }
 
-void TestInfraredFrame::everyBlockAndNumberBitCounts()
+void InfraredFrameTest::everyBlockAndNumberBitCounts()
 {
     const QByteArray plain = builtFrame(infrared::CrcVariant, 7, countingBytes(0x30, 48));
     for (int bit = 0; bit < 49 * 8; ++bit) {
@@ -99,7 +99,7 @@ void TestInfraredFrame::everyBlockAndNumberBitCounts()
     }
 }
 
-void TestInfraredFrame::olderLayout_data()
+void InfraredFrameTest::olderLayout_data()
 {
     QTest::addColumn<int>("variant");
     QTest::addColumn<int>("number");
@@ -121,7 +121,7 @@ void TestInfraredFrame::olderLayout_data()
                QByteArray::fromHex("FFFFFFFFFFFFFFFF00000000000000") + untouched;
 }
 
-void TestInfraredFrame::olderLayout()
+void InfraredFrameTest::olderLayout()
 {
     QFETCH(int, variant);
     QFETCH(int, number);
@@ -131,7 +131,7 @@ void TestInfraredFrame::olderLayout()
     QCOMPARE(builtFrame(variant, number, block).toHex(), bytes.toHex());
 }
 
-void TestInfraredFrame::numbering()
+void InfraredFrameTest::numbering()
 {
     std::vector<int> numbers;
     std::uint8_t number = 0;
@@ -148,5 +148,5 @@ void TestInfraredFrame::numbering()
     QCOMPARE(std::count(numbers.begin(), numbers.end(), 0), 1);
 }
 
-QTEST_GUILESS_MAIN(TestInfraredFrame)
+QTEST_GUILESS_MAIN(InfraredFrameTest)
 #include "tst_infraredframe.moc"

@@ -1,86 +1,84 @@
 // SPDX-License-Identifier: MIT
-#include "tests/support/adapterchecks.h"
 #include "tests/support/bytes.h"
-#include "tests/support/emitterlog.h"
+#include "tests/support/loaderbench.h"
 #include "tests/support/messagelog.h"
-#include "tests/support/modalwatch.h"
 #include "tests/support/testcase.h"
+#include "update/infraredloader.h"
 
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <limits>
+#include <cerrno>
+#include <cstring>
 
 namespace {
 
 constexpr int BlockSize = 48;
 constexpr int Copies = 3;
 const QString Transmission = QStringLiteral("sub_ir_tx");
+const QString Open = QStringLiteral("sub_open null");
+const QString Configuration = QStringLiteral("sub_ir_config h1 38000 10 1 10");
+const QString Refusal = QStringLiteral("sub_strerror 21");
 
-/// The panel's copy of an image of more than one block: a short last block brings the end of the block
-/// before it.
-QByteArray padded(const QByteArray &image)
+/// What goes out of an image of the bytes 00 to 63: the third block ends like the second one.
+const QStringList FramesOf100Bytes{
+    QStringLiteral(
+        "5555C3EA00000102030405060708090A0B0C0D0E0F101112131415161718191A1B1C1D1E1F2021222324252627"
+        "28292A2B2C2D2E2F05FFFFFFFFFFFFFFFF"),
+    QStringLiteral(
+        "5555C3EA01303132333435363738393A3B3C3D3E3F404142434445464748494A4B4C4D4E4F5051525354555657"
+        "58595A5B5C5D5E5FF4FFFFFFFFFFFFFFFF"),
+    QStringLiteral(
+        "5555C3EA02606162633435363738393A3B3C3D3E3F404142434445464748494A4B4C4D4E4F5051525354555657"
+        "58595A5B5C5D5E5F0BFFFFFFFFFFFFFFFF")};
+
+int run(LoaderBench &bench)
 {
-    const qsizetype rest = image.size() % BlockSize;
-    return rest == 0 ? image : image + image.mid(image.size() - BlockSize, BlockSize - rest);
+    int variant = infrared::CrcVariant;
+    return InfraredLoader(bench.context(), variant).run();
 }
 
-/// The library's calls in a whole upload of this many frames.
-QStringList callsOfUpload(int frames)
+/// What happens while `frames` of an image of `blocks` whole blocks go out; transmissions without their
+/// bytes.
+QStringList eventsOfSending(int blocks, int frames)
 {
-    QStringList calls{QStringLiteral("sub_open null = h"),
-                      QStringLiteral("sub_ir_config h 38000 10 1 10 = 0")};
-    calls += QStringList(qsizetype{frames} * Copies, QStringLiteral("sub_ir_tx h 62 = 0"));
-    calls += QStringLiteral("infrared frames=%1 good=%2 damaged=0 duplicates=%3 out-of-order=0")
-                 .arg(frames * Copies)
-                 .arg(frames)
-                 .arg(frames * (Copies - 1));
-    calls +=
-        QStringLiteral("modbus requests=0 records=0 bad-crc=0 other-address=0 broadcasts=0 exceptions=0");
-    calls += QStringLiteral("sub_close h = 0");
-    return calls;
+    QStringList events{QStringLiteral("busy"), Open, Configuration,
+                       QStringLiteral("load_start 0 %1").arg(blocks)};
+    for (int sent = 1; sent <= frames; ++sent) {
+        events += QStringList(Copies, Transmission);
+        if (sent % 3 == 0)
+            events += QStringLiteral("load_progress %1").arg(sent);
+    }
+    return events;
 }
 
-/// What it reports of a whole upload.
-QStringList signalsOfUpload(qsizetype size)
+/// The same up to the end of a run that succeeds.
+QStringList eventsOfUpload(int blocks, int frames)
 {
-    const int blocks = static_cast<int>(size / BlockSize);
-    const int frames = size % BlockSize == 0 ? blocks : blocks + 1;
-    return signalsOfSending(blocks, frames) +
+    return eventsOfSending(blocks, frames) +
            QStringList{QStringLiteral("load_progress %1").arg(blocks), QStringLiteral("load_finish")};
 }
 
-/// Keeps the adapter within the infrared transmission that follows the first `count` ones. Stands behind the
-/// window: that waits for its loader as it goes.
-class InfraredGate
+/// What has happened, transmissions without their bytes.
+QStringList outline(const LoaderBench &bench)
 {
-public:
-    InfraredGate(SimulatedAdapter &adapter, int count)
-    {
-        letEnd(count);
-        adapter.set("IR_GATE_FILE", file().toLocal8Bit());
+    QStringList events = bench.events();
+    for (QString &event : events) {
+        if (event.startsWith(Transmission))
+            event = Transmission;
     }
-    ~InfraredGate() { open(); }
-    InfraredGate(const InfraredGate &) = delete;
-    InfraredGate &operator=(const InfraredGate &) = delete;
+    return events;
+}
 
-    void open() const { letEnd(std::numeric_limits<int>::max()); }
-
-private:
-    QString file() const { return folder.filePath(QStringLiteral("gate")); }
-    void letEnd(int count) const
-    {
-        QFile number(file());
-        QVERIFY(number.open(QIODevice::WriteOnly));
-        number.write(QByteArray::number(count));
-    }
-
-    QTemporaryDir folder;
-};
+/// Does something as soon as the transmission of this number, counted from 1, is under way.
+void atTransmission(LoaderBench &bench, int number, const std::function<void()> &action)
+{
+    bench.onEvent = [&bench, number, action, count = 0](const QString &event) mutable {
+        if (event.startsWith(Transmission) && ++count == number)
+            action();
+    };
+}
 
 } // namespace
 
-/// Uploads by infrared, from the press on the button to the panel.
+/// The infrared loader: what it does in which order, what the adapter gets, and how a run ends.
 class InfraredLoaderTest : public TestCase
 {
     Q_OBJECT
@@ -88,209 +86,270 @@ class InfraredLoaderTest : public TestCase
 private slots:
     void wholeImage_data();
     void wholeImage();
-    void aShortLastBlockEndsLikeTheOneBefore();
-    void signalsOfASmallImage();
+    void framesToTheByte();
     void afterNumber255Comes1();
-    void aCopyMayFail_data();
-    void aCopyMayFail();
-
     void theVariantIsSetAnewForEachRun();
+    void theLogSaysThatItRuns();
+
     void stopEndsWithinOneBlock_data();
     void stopEndsWithinOneBlock();
+    void stopBeforeTheFirstBlockSendsNothing();
     void stopDuringTheLastBlockComesTooLate_data();
     void stopDuringTheLastBlockComesTooLate();
+    void stopOfAnEmptyImageComesTooLate();
+
+    void noAdapterOpens();
+    void theImageDoesNotOpen_data();
+    void theImageDoesNotOpen();
+    void theConfigurationIsRefused_data();
+    void theConfigurationIsRefused();
+    void aTransmissionIsRefused_data();
+    void aTransmissionIsRefused();
+    void anErrorWithoutWords();
 };
 
 void InfraredLoaderTest::wholeImage_data()
 {
     QTest::addColumn<int>("size");
+    QTest::addColumn<int>("blocks");
     QTest::addColumn<int>("frames");
-    QTest::newRow("empty") << 0 << 0;
-    QTest::newRow("one byte") << 1 << 1;
-    QTest::newRow("a byte less than a block") << 47 << 1;
-    QTest::newRow("one block") << 48 << 1;
-    QTest::newRow("a byte more than a block") << 49 << 2;
-    QTest::newRow("two blocks and four bytes") << 100 << 3;
-    QTest::newRow("three blocks") << 144 << 3;
-    QTest::newRow("257 blocks") << 12336 << 257;
+    QTest::newRow("empty") << 0 << 0 << 0;
+    QTest::newRow("one byte") << 1 << 0 << 1;
+    QTest::newRow("a byte less than a block") << 47 << 0 << 1;
+    QTest::newRow("one block") << 48 << 1 << 1;
+    QTest::newRow("a byte more than a block") << 49 << 1 << 2;
+    QTest::newRow("two blocks and four bytes") << 100 << 2 << 3;
+    QTest::newRow("three blocks") << 144 << 3 << 3;
+    QTest::newRow("257 blocks") << 12336 << 257 << 257;
 }
 
 void InfraredLoaderTest::wholeImage()
 {
     QFETCH(const int, size);
+    QFETCH(const int, blocks);
     QFETCH(const int, frames);
+    LoaderBench bench;
     const QByteArray image = unevenBytes(size);
-    SimulatedAdapter adapter;
-    WindowBench bench;
-    bench.start(InfraRedText, image);
-    const qsizetype before = adapter.log().size();
-    const EmitterLog told(*bench.probe().emitter());
-    const MessageLog log;
-    const MessageBoxes boxes;
-    bench.press();
-    QVERIFY(bench.waitForEnd());
-    QCOMPARE(bench.probe().future().result(), 0);
-    QCOMPARE(adapter.infraredImage().size(), qsizetype{frames} * BlockSize);
-    if (size < BlockSize) // what fills up the only block is nobody's concern
-        QCOMPARE(adapter.infraredImage().left(size), image);
-    else
-        QCOMPARE(adapter.infraredImage(), padded(image));
-    QCOMPARE(withoutHandles(adapter.log().mid(before)), callsOfUpload(frames));
-    QCOMPARE(told.lines(), signalsOfUpload(size));
-    QCOMPARE(log.texts(), QStringList{QStringLiteral("boot run")});
-    QVERIFY(boxes.contents().isEmpty());
-    verifySessionEnded(bench, true);
+    bench.setImage(image);
+    QCOMPARE(run(bench), 0);
+    QCOMPARE(outline(bench), eventsOfUpload(blocks, frames));
+    QByteArray received;
+    const QStringList sent = bench.sent(Transmission);
+    for (int frame = 0; frame < frames; ++frame) {
+        QCOMPARE(sent.mid(frame * Copies, Copies), QStringList(Copies, sent.at(frame * Copies)));
+        received += QByteArray::fromHex(sent.at(frame * Copies).toLatin1()).mid(5, BlockSize);
+    }
+    QCOMPARE(received.left(size), image);
+    // The handle is left to whoever lent its place.
+    QVERIFY(bench.handle);
+    QCOMPARE(bench.scripted.calls(QStringLiteral("sub_close")), QStringList());
 }
 
-void InfraredLoaderTest::aShortLastBlockEndsLikeTheOneBefore()
+void InfraredLoaderTest::framesToTheByte()
 {
-    const QByteArray image = unevenBytes(100);
-    SimulatedAdapter adapter;
-    WindowBench bench;
-    bench.start(InfraRedText, image);
-    bench.press();
-    QVERIFY(bench.waitForEnd());
-    QCOMPARE(adapter.infraredImage().sliced(96), image.sliced(96, 4) + image.sliced(52, 44));
-}
-
-void InfraredLoaderTest::signalsOfASmallImage()
-{
-    SimulatedAdapter adapter;
-    WindowBench bench;
-    bench.start(InfraRedText, unevenBytes(100));
-    const EmitterLog told(*bench.probe().emitter());
-    bench.press();
-    QVERIFY(bench.waitForEnd());
-    QCOMPARE(told.lines(), (QStringList{QStringLiteral("load_start 0 2"), QStringLiteral("load_progress 3"),
-                                        QStringLiteral("load_progress 2"), QStringLiteral("load_finish")}));
+    LoaderBench bench;
+    bench.setImage(countingBytes(0, 100));
+    QCOMPARE(run(bench), 0);
+    QStringList expected;
+    for (const QString &frame : FramesOf100Bytes)
+        expected += QStringList(Copies, QStringLiteral("sub_ir_tx h1 62 ") + frame);
+    QCOMPARE(bench.scripted.calls(Transmission), expected);
 }
 
 void InfraredLoaderTest::afterNumber255Comes1()
 {
-    SimulatedAdapter adapter;
-    adapter.set("LOG_DATA", "1");
-    WindowBench bench;
-    bench.start(InfraRedText, unevenBytes(258 * BlockSize));
-    bench.press();
-    QVERIFY(bench.waitForEnd());
-    const QStringList sent = adapter.calls(Transmission);
-    QCOMPARE(sent.size(), 258 * Copies);
-    for (int i = 0; i < sent.size(); ++i) {
-        const QByteArray frame =
-            QByteArray::fromHex(sent.at(i).section(QStringLiteral("tx="), 1).section(u' ', 0, 0).toLatin1());
-        QCOMPARE(frame.size(), 62);
-        const int index = i / Copies;
-        QCOMPARE(int{static_cast<quint8>(frame.at(4))}, index <= 255 ? index : index - 255);
-        QCOMPARE(sent.at(i), sent.at(index * Copies));
+    LoaderBench bench;
+    bench.setImage(unevenBytes(512 * BlockSize));
+    QCOMPARE(run(bench), 0);
+    const QStringList sent = bench.sent(Transmission);
+    QCOMPARE(sent.size(), 512 * Copies);
+    for (int block = 0; block < 512; ++block) {
+        const int number = block <= 255 ? block : (block - 1) % 255 + 1;
+        QCOMPARE(sent.at(block * Copies).mid(8, 2).toInt(nullptr, 16), number);
     }
-}
-
-void InfraredLoaderTest::aCopyMayFail_data()
-{
-    QTest::addColumn<QByteArray>("variable");
-    QTest::addColumn<QByteArray>("copies");
-    for (const char *const variable : {"IR_LOSE", "IR_DAMAGE"}) {
-        for (const char *const copies : {"*:1", "*:2", "*:3", "2:1", "2:2", "2:3", "0:1,1:2,2:3", "*:1,*:3"})
-            QTest::addRow("%s %s", variable, copies) << QByteArray(variable) << QByteArray(copies);
-    }
-}
-
-void InfraredLoaderTest::aCopyMayFail()
-{
-    QFETCH(const QByteArray, variable);
-    QFETCH(const QByteArray, copies);
-    const QByteArray image = unevenBytes(300);
-    SimulatedAdapter adapter;
-    adapter.set(variable, copies);
-    WindowBench bench;
-    bench.start(InfraRedText, image);
-    bench.press();
-    QVERIFY(bench.waitForEnd());
-    QCOMPARE(bench.probe().future().result(), 0);
-    QCOMPARE(adapter.infraredImage(), padded(image));
 }
 
 void InfraredLoaderTest::theVariantIsSetAnewForEachRun()
 {
-    const QByteArray image = unevenBytes(2 * BlockSize);
-    SimulatedAdapter adapter;
-    WindowBench bench;
-    bench.start(InfraRedText, image);
-    for (int run = 0; run < 2; ++run) {
-        bench.probe().setInfraredVariant(0); // a layout that the panel does not take
-        bench.press();
-        QVERIFY(bench.waitForEnd());
-        QCOMPARE(bench.probe().future().result(), 0);
-        QCOMPARE(adapter.infraredImage(), image);
-        adapter.set("LOG_DATA", "1"); // the simulation starts afresh
+    LoaderBench bench;
+    bench.setImage(countingBytes(0, 100));
+    for (int round = 1; round <= 2; ++round) {
+        int variant = 0; // a layout that the panel does not take
+        QCOMPARE(InfraredLoader(bench.context(), variant).run(), 0);
+        QCOMPARE(variant, infrared::CrcVariant);
+        QCOMPARE(bench.sent(Transmission).size(), round * 9);
+        QCOMPARE(bench.sent(Transmission).constLast(), FramesOf100Bytes.constLast());
     }
+    // The session begins once the adapter is open.
+    bench.scripted.adapters = 0;
+    int variant = 0;
+    QCOMPARE(InfraredLoader(bench.context(), variant).run(), -1);
+    QCOMPARE(variant, 0);
+}
+
+void InfraredLoaderTest::theLogSaysThatItRuns()
+{
+    LoaderBench bench;
+    bench.setImage(unevenBytes(100));
+    const MessageLog log;
+    QCOMPARE(run(bench), 0);
+    QCOMPARE(log.texts(), QStringList{QStringLiteral("boot run")});
 }
 
 void InfraredLoaderTest::stopEndsWithinOneBlock_data()
 {
-    QTest::addColumn<int>("ended");
-    QTest::newRow("before the first copy is out") << 0;
-    QTest::newRow("between the first block's copies") << 1;
-    QTest::newRow("before a later block's first copy is out") << 9;
-    QTest::newRow("after its first copy") << 10;
-    QTest::newRow("after its second copy") << 11;
+    QTest::addColumn<int>("transmission");
+    QTest::addColumn<int>("frames");
+    QTest::newRow("during the first block's first copy") << 1 << 1;
+    QTest::newRow("during the first block's second copy") << 2 << 1;
+    QTest::newRow("during the first block's third copy") << 3 << 1;
+    QTest::newRow("during the fourth block's first copy") << 10 << 4;
+    QTest::newRow("during the last but one block's third copy") << 57 << 19;
 }
 
 void InfraredLoaderTest::stopEndsWithinOneBlock()
 {
-    QFETCH(const int, ended);
-    constexpr int Blocks = 20;
-    const QByteArray image = unevenBytes(Blocks * BlockSize);
-    SimulatedAdapter adapter;
-    WindowBench bench;
-    const InfraredGate gate(adapter, ended);
-    bench.start(InfraRedText, image);
-    const EmitterLog told(*bench.probe().emitter());
-    const MessageLog log;
-    const MessageBoxes boxes;
-    bench.press();
-    // With this block in the panel's memory, its next copy is under way and waits.
-    const int frames = ended / Copies + 1;
-    QTRY_COMPARE(adapter.infraredImage().size(), qsizetype{frames} * BlockSize);
-    QTRY_COMPARE(adapter.calls(Transmission).size(), ended);
-    bench.press();
-    gate.open();
-    QVERIFY(bench.waitForEnd());
-    QCOMPARE(bench.probe().future().result(), -1);
-    QCOMPARE(adapter.calls(Transmission).size(), frames * Copies);
-    QCOMPARE(told.lines(), signalsOfSending(Blocks, frames));
-    QVERIFY(boxes.contents().isEmpty());
-    QCOMPARE(log.texts(), (QStringList{QStringLiteral("boot run"), CanceledText}));
-    QCOMPARE(adapter.infraredImage(), image.left(qsizetype{frames} * BlockSize));
-    QCOMPARE(handleFaults(adapter.log()), QStringList());
-    verifySessionEnded(bench, false);
+    QFETCH(const int, transmission);
+    QFETCH(const int, frames);
+    LoaderBench bench;
+    bench.setImage(unevenBytes(20 * BlockSize));
+    atTransmission(bench, transmission, [&] { bench.stopRequested = true; });
+    QCOMPARE(run(bench), -1);
+    QCOMPARE(outline(bench), eventsOfSending(20, frames));
+}
+
+void InfraredLoaderTest::stopBeforeTheFirstBlockSendsNothing()
+{
+    LoaderBench bench;
+    bench.setImage(unevenBytes(100));
+    bench.stopRequested = true;
+    QCOMPARE(run(bench), -1);
+    QCOMPARE(outline(bench), eventsOfSending(2, 0));
 }
 
 void InfraredLoaderTest::stopDuringTheLastBlockComesTooLate_data()
 {
     QTest::addColumn<int>("size");
-    QTest::newRow("whole block") << 4 * BlockSize;
-    QTest::newRow("short block") << 3 * BlockSize + 1;
+    QTest::addColumn<int>("transmission");
+    for (const int copy : {10, 11, 12}) {
+        QTest::addRow("whole block, transmission %d", copy) << 4 * BlockSize << copy;
+        QTest::addRow("short block, transmission %d", copy) << 3 * BlockSize + 1 << copy;
+    }
 }
 
 void InfraredLoaderTest::stopDuringTheLastBlockComesTooLate()
 {
     QFETCH(const int, size);
-    constexpr int Frames = 4;
-    SimulatedAdapter adapter;
-    WindowBench bench;
-    const InfraredGate gate(adapter, Frames * Copies - 1);
-    bench.start(InfraRedText, unevenBytes(size));
-    const EmitterLog told(*bench.probe().emitter());
-    bench.press();
-    QTRY_COMPARE(adapter.calls(Transmission).size(), Frames * Copies - 1);
-    bench.press();
-    gate.open();
-    QVERIFY(bench.waitForEnd());
-    QCOMPARE(bench.probe().future().result(), 0);
-    QCOMPARE(told.lines(), signalsOfUpload(size));
-    QCOMPARE(adapter.calls(Transmission).size(), Frames * Copies);
+    QFETCH(const int, transmission);
+    LoaderBench bench;
+    bench.setImage(unevenBytes(size));
+    atTransmission(bench, transmission, [&] { bench.stopRequested = true; });
+    QCOMPARE(run(bench), 0);
+    const int blocks = size / BlockSize;
+    QCOMPARE(outline(bench), eventsOfUpload(blocks, 4));
 }
 
-QTEST_MAIN(InfraredLoaderTest)
+void InfraredLoaderTest::stopOfAnEmptyImageComesTooLate()
+{
+    LoaderBench bench;
+    bench.setImage({});
+    bench.stopRequested = true;
+    QCOMPARE(run(bench), 0);
+    QCOMPARE(outline(bench), eventsOfUpload(0, 0));
+}
+
+void InfraredLoaderTest::noAdapterOpens()
+{
+    LoaderBench bench;
+    bench.job.imageFileName = bench.path() + QStringLiteral("/missing.INC"); // which is not looked at
+    bench.scripted.adapters = 0;
+    QCOMPARE(run(bench), -1);
+    QCOMPARE(bench.events(),
+             (QStringList{QStringLiteral("busy"), Open, QStringLiteral("box SUB-20 not connected!")}));
+    QVERIFY(!bench.handle);
+}
+
+void InfraredLoaderTest::theImageDoesNotOpen_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<int>("error");
+    QTest::newRow("missing") << QStringLiteral("missing.INC") << ENOENT;
+    QTest::newRow("placeholders in its name") << QStringLiteral("%2 %1.INC") << ENOENT;
+    QTest::newRow("folder") << QStringLiteral(".") << EISDIR;
+    QTest::newRow("no name") << QString() << ENOENT;
+}
+
+void InfraredLoaderTest::theImageDoesNotOpen()
+{
+    QFETCH(const QString, name);
+    QFETCH(const int, error);
+    LoaderBench bench;
+    if (!name.isEmpty())
+        bench.job.imageFileName = bench.path() + u'/' + name;
+    QCOMPARE(run(bench), -1);
+    const QString text = QStringLiteral("errorSignal Can't open image file ") + bench.job.imageFileName +
+                         u' ' + QString::fromLocal8Bit(std::strerror(error));
+    QCOMPARE(bench.events(), (QStringList{QStringLiteral("busy"), Open, text}));
+    QVERIFY(bench.handle);
+}
+
+void InfraredLoaderTest::theConfigurationIsRefused_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::newRow("positive") << 7;
+    QTest::newRow("negative") << -7;
+}
+
+void InfraredLoaderTest::theConfigurationIsRefused()
+{
+    QFETCH(const int, code);
+    LoaderBench bench;
+    bench.setImage(unevenBytes(100));
+    // The text is that of the result, not of the library's error variable.
+    bench.scripted.answer(QStringLiteral("sub_ir_config"), code, 99);
+    QCOMPARE(run(bench), code);
+    QCOMPARE(
+        bench.events(),
+        (QStringList{QStringLiteral("busy"), Open, Configuration, QStringLiteral("sub_strerror %1").arg(code),
+                     QStringLiteral("errorSignal SUB-20 sub_ir_config: scripted error %1").arg(code)}));
+}
+
+void InfraredLoaderTest::aTransmissionIsRefused_data()
+{
+    QTest::addColumn<int>("transmission");
+    QTest::addColumn<int>("frames"); // complete ones before it
+    QTest::newRow("first copy of all") << 1 << 0;
+    QTest::newRow("first copy of frame 4") << 13 << 4;
+    QTest::newRow("second copy of frame 4") << 14 << 4;
+    QTest::newRow("third copy of frame 4") << 15 << 4;
+    QTest::newRow("last copy of all") << 30 << 9;
+}
+
+void InfraredLoaderTest::aTransmissionIsRefused()
+{
+    QFETCH(const int, transmission);
+    QFETCH(const int, frames);
+    LoaderBench bench;
+    bench.setImage(unevenBytes(10 * BlockSize));
+    atTransmission(bench, transmission, [&] { bench.scripted.answer(Transmission, 21, 99); });
+    QCOMPARE(run(bench), 21);
+    QCOMPARE(outline(bench),
+             (eventsOfSending(10, frames) + QStringList(transmission - frames * Copies, Transmission) +
+              QStringList{Refusal, QStringLiteral("errorSignal SUB-20 sub_ir_tx: scripted error 21")}));
+}
+
+void InfraredLoaderTest::anErrorWithoutWords()
+{
+    LoaderBench bench;
+    bench.setImage(unevenBytes(100));
+    bench.scripted.hasErrorTexts = false;
+    bench.scripted.answer(Transmission, -5);
+    QCOMPARE(run(bench), -5);
+    QCOMPARE(bench.events().constLast(), QStringLiteral("errorSignal SUB-20 sub_ir_tx: "));
+    bench.scripted.answer(QStringLiteral("sub_ir_config"), 7);
+    QCOMPARE(run(bench), 7);
+    QCOMPARE(bench.events().constLast(), QStringLiteral("errorSignal SUB-20 sub_ir_config: "));
+}
+
+QTEST_GUILESS_MAIN(InfraredLoaderTest)
 #include "tst_infraredloader.moc"

@@ -79,7 +79,6 @@ void InfraredSessionTest::theWaitCursorComesAndGoes_data()
     QTest::newRow("configuration refused") << QByteArray("sub_ir_config:1:7") << image;
     QTest::newRow("transmission refused") << QByteArray("sub_ir_tx:5:7") << image;
     QTest::newRow("image missing") << QByteArray() << QStringLiteral("/nowhere/panel.INC");
-    QTest::newRow("image unreadable") << QByteArray() << QStringLiteral("/proc/self/mem");
 }
 
 void InfraredSessionTest::theWaitCursorComesAndGoes()
@@ -88,7 +87,7 @@ void InfraredSessionTest::theWaitCursorComesAndGoes()
     QFETCH(const QString, imageName);
     SimulatedAdapter adapter;
     adapter.set("FAIL", failure);
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, unevenBytes(100));
     if (!imageName.isEmpty())
         bench.probe().imageFileName() = imageName;
@@ -105,7 +104,7 @@ void InfraredSessionTest::theWaitCursorStaysUntilTheLoaderReturns()
 {
     SimulatedAdapter adapter;
     adapter.set("IR_TIME", "200");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, unevenBytes(100 * BlockSize));
     bench.press();
     QTRY_COMPARE(overrideShape(), Qt::WaitCursor);
@@ -121,7 +120,7 @@ void InfraredSessionTest::theWaitCursorStaysUntilTheLoaderReturns()
 void InfraredSessionTest::theWaitCursorEndsAfterALoaderThatThrows()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, unevenBytes(100));
     const CursorLook look(*bench.probe().emitter());
     connect(
@@ -143,7 +142,7 @@ void InfraredSessionTest::waitCursorsDoNotPileUp()
     const QByteArray image = unevenBytes(2 * BlockSize);
     SimulatedAdapter adapter;
     adapter.set("IR_TIME", "20");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, unevenBytes(200 * BlockSize));
     const QString longImage = bench.probe().imageFileName();
     const QString shortImage = bench.makeImage(image, QStringLiteral("short.INC"));
@@ -170,7 +169,7 @@ void InfraredSessionTest::waitCursorsDoNotPileUp()
 void InfraredSessionTest::theBoxIsShownByTheWindowsThread()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, unevenBytes(100));
     adapter.setAdapters(0);
     const ModalWatch<QMessageBox> watch([&](const QMessageBox &box) {
@@ -191,7 +190,7 @@ void InfraredSessionTest::theWindowIsUsableAfterTheBox()
 {
     const QByteArray image = unevenBytes(96);
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, image);
     const MessageBoxes boxes;
     for (int round = 1; round <= 3; ++round) {
@@ -215,7 +214,7 @@ void InfraredSessionTest::theWindowIsUsableAfterTheBox()
 void InfraredSessionTest::closingBeforeTheBoxIsShown()
 {
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, unevenBytes(100));
     adapter.setAdapters(0);
     const MessageBoxes boxes;
@@ -244,7 +243,7 @@ void InfraredSessionTest::closingUnderTheBox()
 {
     QFETCH(const bool, isQuit);
     SimulatedAdapter adapter;
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(InfraRedText, unevenBytes(100)).show();
     adapter.setAdapters(0);
     QElapsedTimer timer;

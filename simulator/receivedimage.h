@@ -11,11 +11,11 @@ namespace simulator {
 
 /// A file that follows an image while it is received: whoever reads the file sees each record as soon as the
 /// panel has stored it.
-class ImageFile
+class ReceivedImage
 {
 public:
     /// Creates the file, or empties it. An empty path keeps no file.
-    explicit ImageFile(std::string path = {});
+    explicit ReceivedImage(std::string path = {});
 
     /// Brings the file in line with `image`, of which only the bytes from `changedFrom` on have changed since
     /// the last call. A shorter image than before shortens the file.

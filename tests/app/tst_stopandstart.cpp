@@ -48,7 +48,7 @@ void StopAndStartTest::stopAndStartWithinOneBlock()
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "300");
     adapter.set("EXCLUSIVE", "1");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(6));
     const MessageLog log;
     startAndWait(bench, adapter);
@@ -77,7 +77,7 @@ void StopAndStartTest::startStopStartStop()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "300");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(6));
     startAndWait(bench, adapter);
     bench.press();
@@ -96,7 +96,7 @@ void StopAndStartTest::theNewRunTakesWhatStoodAtItsStart()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "300");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(6));
     startAndWait(bench, adapter);
     bench.press();
@@ -113,7 +113,7 @@ void StopAndStartTest::closingWithAPendingStart()
 {
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "300");
-    WindowBench bench;
+    WindowBench bench(adapter);
     bench.start(ModbusText, chunks(100));
     startAndWait(bench, adapter);
     bench.press();
@@ -128,7 +128,7 @@ void StopAndStartTest::closingRightAfterStart()
     SimulatedAdapter adapter;
     adapter.set("RS_TIME", "20");
     for (int round = 0; round < 20; ++round) {
-        WindowBench bench;
+        WindowBench bench(adapter);
         bench.start(ModbusText, chunks(100));
         bench.press();
         const QFuture<int> future = bench.probe().future();

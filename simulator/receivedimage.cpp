@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "simulator/imagefile.h"
+#include "simulator/receivedimage.h"
 
 #include <algorithm>
 #include <ios>
@@ -13,13 +13,13 @@ constexpr std::ios_base::openmode CreateEmpty = std::ios::binary | std::ios::out
 
 } // namespace
 
-ImageFile::ImageFile(std::string path) : fileName(std::move(path))
+ReceivedImage::ReceivedImage(std::string path) : fileName(std::move(path))
 {
     if (!fileName.empty())
         file.open(fileName, CreateEmpty);
 }
 
-void ImageFile::follow(std::span<const std::uint8_t> image, std::size_t changedFrom)
+void ReceivedImage::follow(std::span<const std::uint8_t> image, std::size_t changedFrom)
 {
     if (fileName.empty() || !file.good())
         return;
