@@ -50,7 +50,7 @@ bool hasRoom(const QString &path)
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     const QByteArray name = path.toLocal8Bit();
-    std::copy_n(name.begin(), std::min<std::size_t>(name.size(), sizeof address.sun_path - 1),
+    std::copy_n(name.begin(), std::min(static_cast<std::size_t>(name.size()), sizeof address.sun_path - 1),
                 address.sun_path);
     pollfd probe{::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0), POLLOUT, 0};
     const bool refused =
@@ -84,9 +84,9 @@ MockDevices::MockDevices() : testbed(umockdev_testbed_new()) {}
 
 MockDevices::~MockDevices() = default;
 
-void MockDevices::Release::operator()(_UMockdevTestbed *testbed) const
+void MockDevices::Release::operator()(_UMockdevTestbed *released) const
 {
-    g_object_unref(testbed);
+    g_object_unref(released);
 }
 
 QString MockDevices::root()

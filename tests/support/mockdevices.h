@@ -60,7 +60,7 @@ private:
 
     struct Release
     {
-        void operator()(_UMockdevTestbed *testbed) const;
+        void operator()(_UMockdevTestbed *released) const;
     };
 
     QString addDevice(const char *subsystem, const QString &name, const QString &parent,
