@@ -21,7 +21,7 @@ public:
     LogBrowserDialog(const QWidget *styleSource, QWidget *parent);
 
     /// Is called before the trace is written, to bring in what is still on its way.
-    void onSaving(std::function<void()> bringIn) { beforeSaving = std::move(bringIn); }
+    void onSaving(std::function<void()> prepare) { beforeSaving = std::move(prepare); }
     /// Is called before the trace is emptied, to take away what is still on its way.
     void onClearing(std::function<void()> takeAway) { beforeClearing = std::move(takeAway); }
 

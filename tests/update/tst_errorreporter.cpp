@@ -261,7 +261,7 @@ void ErrorReporterTest::whatIsNotShownGoesWithTheReporter()
 /// Before the box, while it is open, behind it, and between all of them.
 void ErrorReporterTest::closingAtAnyMoment()
 {
-    constexpr int Rounds = 600;
+    constexpr int Rounds = 200;
     for (int round = 0; round < Rounds; ++round) {
         Boxes boxes;
         {
