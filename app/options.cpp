@@ -45,7 +45,7 @@ std::optional<QKeySequence> keySequence(const QString &text)
 
 template<typename Value>
 void read(const QSettings &settings, const QString &name, std::optional<Value> (*parse)(const QString &),
-          Value &option, QStringList &refused)
+          Value &option, QList<RefusedOption> &refused)
 {
     const QString key = settingskey::OptionsGroup + name;
     if (!settings.contains(key))
@@ -55,7 +55,7 @@ void read(const QSettings &settings, const QString &name, std::optional<Value> (
     if (const std::optional<Value> value = parse(text))
         option = *value;
     else
-        refused += QStringLiteral("%1 is not used, its value is no good: %2").arg(key, text);
+        refused += RefusedOption{key, text};
 }
 
 } // namespace
@@ -75,6 +75,6 @@ Options readOptions(const QSettings &settings)
 
 void reportRefused(const Options &options)
 {
-    for (const QString &line : options.refused)
-        qDebug().noquote() << line;
+    for (const RefusedOption &option : options.refused)
+        qDebug().noquote() << option.key << "is not used, its value is no good:" << option.value;
 }

@@ -2,9 +2,17 @@
 #pragma once
 
 #include <QKeySequence>
-#include <QStringList>
+#include <QList>
+#include <QString>
 
 class QSettings;
+
+/// A key of the settings file that is not used, and its value.
+struct RefusedOption
+{
+    QString key;
+    QString value;
+};
 
 /// Ways out of situations on site in which the program's fixed behaviour leaves a technician stuck. They are
 /// keys of the settings file, group "options", that the program reads at its start and never writes. Each is
@@ -23,11 +31,11 @@ struct Options
     /// "trace_key", a key sequence in portable text: a second hot key for the trace. Empty: none.
     QKeySequence traceKey;
 
-    /// A line for each key with a value that is no good.
-    QStringList refused;
+    /// The keys with a value that is no good.
+    QList<RefusedOption> refused;
 };
 
 /// A key with a value that is no good counts as not set, and one debug line says so.
 Options readOptions(const QSettings &settings);
-/// Logs the lines of the refused keys.
+/// Logs a line for each refused key.
 void reportRefused(const Options &options);

@@ -15,18 +15,18 @@ UploadWindow::UploadWindow()
 
 void UploadWindow::useInfrared()
 {
-    probe.connectionType() = ConnectionInfraRed;
+    probe.setConnectionType(ConnectionInfraRed);
 }
 
 void UploadWindow::useSerialPort(const QString &device)
 {
-    probe.connectionType() = ConnectionComPort;
-    probe.portName() = device;
+    probe.setConnectionType(ConnectionComPort);
+    probe.setPortName(device);
 }
 
 void UploadWindow::setImage(const QString &fileName)
 {
-    probe.imageFileName() = fileName;
+    probe.setImageFileName(fileName);
     probe.widget<QLineEdit>("lineEdit")->setText(fileName);
     probe.widget<QPushButton>("updBtn")->setEnabled(true);
 }

@@ -9,6 +9,7 @@
 #include <QAccessible>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QMenuBar>
 #include <QProgressBar>
 #include <QScrollBar>
@@ -172,7 +173,7 @@ void AccessibilityTest::everythingInTheWindowHasANameARoleAndAnAction()
          {Address, Start, Image, Load, QStringLiteral("Update progress"), QStringLiteral("Connection")})
         QVERIFY2(names.contains(expected), qPrintable(names.join(u',')));
 
-    QMenu *const menu = shown.bench.probe().menu();
+    QMenu *const menu = shown.bench.widget<QMenu>("menuActions");
     menu->popup({});
     QTRY_VERIFY(menu->isVisible());
     names = workableObjects(*menu);
@@ -308,7 +309,7 @@ void AccessibilityTest::altAndDownOpenTheMenu()
     field->setFocus();
     QTest::keyClick(&shown.bench.window(), Qt::Key_Alt);
     QTest::keyClick(shown.widget<QMenuBar>("menuBar"), Qt::Key_Down);
-    QMenu *const menu = shown.bench.probe().menu();
+    QMenu *const menu = shown.bench.widget<QMenu>("menuActions");
     QTRY_VERIFY(menu->isVisible());
     QTest::keyClick(menu, Qt::Key_Down);
     QTest::keyClick(menu, Qt::Key_Return);
@@ -321,7 +322,7 @@ void AccessibilityTest::focusLeavesAnAddressThatDoesNotMatter()
     const ShownWindow shown(Port);
     QVERIFY(shown.isActive);
     QCOMPARE(shown.focus(), Address);
-    shown.bench.probe().menu()->actions().constFirst()->trigger();
+    shown.bench.widget<QMenu>("menuActions")->actions().constFirst()->trigger();
     QVERIFY(!shown.widget<QSpinBox>("spinBoxAdress")->isEnabled());
     QCOMPARE(shown.focus(), Start);
 }
@@ -340,7 +341,7 @@ void AccessibilityTest::focusStaysOnTheButtonThatStopsTheUpdate()
 {
     const ShownWindow shown(Port);
     QVERIFY(shown.isActive);
-    shown.bench.probe().connectionType() = 0; // the button turns over, and nothing runs
+    shown.bench.probe().setConnectionType(0); // the button turns over, and nothing runs
     shown.widget<QPushButton>("updBtn")->setFocus();
     QTest::keyClick(shown.widget<QPushButton>("updBtn"), Qt::Key_Space);
     QCOMPARE(shown.focus(), QStringLiteral("Stop"));

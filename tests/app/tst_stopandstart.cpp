@@ -101,9 +101,9 @@ void StopAndStartTest::theNewRunTakesWhatStoodAtItsStart()
     startAndWait(bench, adapter);
     bench.press();
     const QByteArray second("the second image");
-    bench.probe().imageFileName() = bench.makeImage(second, QStringLiteral("second.INC"));
+    bench.probe().setImageFileName(bench.makeImage(second, QStringLiteral("second.INC")));
     bench.press();
-    bench.probe().imageFileName() = QStringLiteral("/nowhere");
+    bench.probe().setImageFileName(QStringLiteral("/nowhere"));
     QVERIFY(bench.waitForEnd());
     QCOMPARE(bench.probe().future().result(), 0);
     QCOMPARE(adapter.modbusImage(), second);

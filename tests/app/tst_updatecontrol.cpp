@@ -41,6 +41,7 @@ private slots:
     void progressShowsTheElapsedTime();
     void theRangeComesFromTheLoader();
     void stopResetsTheBarAtOnce();
+    void aStoppedRunLeavesTheBarEmpty();
     void stopEndsTheLoaderAtItsNextBlock();
     void theWaitCursorEndsWithTheSession();
     void aFailureNamesNoCancelling();
@@ -141,6 +142,27 @@ void UpdateControlTest::theRangeComesFromTheLoader()
     QVERIFY(bar(bench).format().startsWith(QStringLiteral("Elapsed time: ")));
 }
 
+// Of an image with a short last piece, the progress of the last whole one fills the bar.
+void UpdateControlTest::aStoppedRunLeavesTheBarEmpty()
+{
+    WindowBench bench;
+    bench.start();
+    bench.widget<QLineEdit>("lineEdit")->setText(QStringLiteral("image"));
+    QSemaphore stopped;
+    bench.probe().start([&] {
+        emit bench.probe().emitter()->load_start(0, 3);
+        stopped.acquire();
+        emit bench.probe().emitter()->load_progress(3);
+        return -1;
+    });
+    bench.widget<QPushButton>("updBtn")->setText(StopText);
+    bench.press();
+    stopped.release();
+    QVERIFY(bench.waitForEnd());
+    QCOMPARE(bar(bench).maximum(), 3);
+    QCOMPARE(bar(bench).value(), 0);
+}
+
 void UpdateControlTest::stopResetsTheBarAtOnce()
 {
     SimulatedAdapter adapter;
@@ -223,7 +245,7 @@ void UpdateControlTest::withoutConnectionNothingStarts()
     WindowBench bench(adapter);
     bench.start(QString(), chunks(3));
     for (const int type : {0, 4, -1}) {
-        bench.probe().connectionType() = type;
+        bench.probe().setConnectionType(type);
         const MessageLog log;
         bench.press();
         QCOMPARE(bench.buttonText(), StopText);
@@ -242,7 +264,7 @@ void UpdateControlTest::withoutConnectionAStopOfNoRunIsTakenBack()
 {
     WindowBench bench;
     bench.start(QString(), chunks(3));
-    bench.probe().connectionType() = ConnectionNone;
+    bench.probe().setConnectionType(ConnectionNone);
     bench.press();
     bench.press();
     QVERIFY(bench.probe().stopRequested());
@@ -269,7 +291,7 @@ void UpdateControlTest::eachStartCountsItsOwnTime()
 {
     WindowBench bench;
     bench.start(QString(), chunks(3));
-    bench.probe().connectionType() = ConnectionNone;
+    bench.probe().setConnectionType(ConnectionNone);
     Emitter &emitter = *bench.probe().emitter();
     emit emitter.load_start(0, 3);
     bench.press();
@@ -313,14 +335,14 @@ void UpdateControlTest::anUpdateThroughTheAdapterThenOneOverASerialPort()
     bench.start(ModbusText, chunks(5));
     const MessageBoxes boxes;
     for (int round = 0; round < 2; ++round) {
-        bench.probe().connectionType() = ConnectionModbusSub20;
+        bench.probe().setConnectionType(ConnectionModbusSub20);
         bench.press();
         QVERIFY(bench.waitForEnd());
         QCOMPARE(bench.probe().future().result(), 0);
         QVERIFY(bench.probe().sub20Handle() != nullptr);
         const QStringList calls = adapter.log();
-        bench.probe().connectionType() = ConnectionComPort;
-        bench.probe().portName() = panel.path();
+        bench.probe().setConnectionType(ConnectionComPort);
+        bench.probe().setPortName(panel.path());
         bench.press();
         QVERIFY(bench.waitForEnd());
         QCOMPARE(bench.probe().future().result(), 0);
@@ -348,8 +370,8 @@ void UpdateControlTest::theLoaderWorksWithWhatStoodAtTheStart()
     bench.start(ModbusText, chunks(30));
     startAndWait(bench, adapter);
     bench.window().setAddress(QStringLiteral("0x17"));
-    bench.probe().imageFileName() = QStringLiteral("/nowhere");
-    bench.probe().connectionType() = ConnectionNone;
+    bench.probe().setImageFileName(QStringLiteral("/nowhere"));
+    bench.probe().setConnectionType(ConnectionNone);
     QVERIFY(bench.waitForEnd());
     QCOMPARE(bench.probe().future().result(), 0);
     QCOMPARE(adapter.modbusImage(), chunks(30));

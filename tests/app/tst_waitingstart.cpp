@@ -106,8 +106,8 @@ void WaitingStartTest::aFullBarIsNotLeftOverByAPortThatIsGone()
     bench.start(QString(), "image");
     const Awaited reply;
     stopBehindTheLastRecord(bench, reply);
-    bench.probe().connectionType() = ConnectionComPort;
-    bench.probe().portName() = QStringLiteral("/nowhere/ttyGONE");
+    bench.probe().setConnectionType(ConnectionComPort);
+    bench.probe().setPortName(QStringLiteral("/nowhere/ttyGONE"));
     bench.press();
     QCOMPARE(bench.buttonText(), StopText);
     const MessageBoxes boxes;
@@ -149,11 +149,11 @@ void WaitingStartTest::itTakesThePortOfItsStart()
     bench.start(QString(), image);
     const Awaited reply;
     stopBehindTheLastRecord(bench, reply);
-    bench.probe().connectionType() = ConnectionComPort;
-    bench.probe().portName() = panel.path();
+    bench.probe().setConnectionType(ConnectionComPort);
+    bench.probe().setPortName(panel.path());
     bench.press();
-    bench.probe().connectionType() = ConnectionNone;
-    bench.probe().portName() = QStringLiteral("/nowhere/ttyNEXT");
+    bench.probe().setConnectionType(ConnectionNone);
+    bench.probe().setPortName(QStringLiteral("/nowhere/ttyNEXT"));
     reply.release();
     QVERIFY(bench.waitForEnd());
     QCOMPARE(bench.probe().future().result(), 0);

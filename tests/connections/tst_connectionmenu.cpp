@@ -66,7 +66,7 @@ QList<QAction *> ConnectionMenuTest::fill(const WindowBench &bench, const Entrie
 {
     for (const Entry &entry : entries)
         bench.probe().addConnectionAction(entry.text, entry.type, 0x0403);
-    return bench.probe().menu()->actions();
+    return bench.widget<QMenu>("menuActions")->actions();
 }
 
 QList<QAction *> ConnectionMenuTest::fillUsual(const WindowBench &bench)
@@ -79,7 +79,7 @@ QList<QAction *> ConnectionMenuTest::fillUsual(const WindowBench &bench)
 QStringList ConnectionMenuTest::checkedEntries(const WindowBench &bench)
 {
     QStringList texts;
-    for (const QAction *const action : bench.probe().menu()->actions()) {
+    for (const QAction *const action : bench.widget<QMenu>("menuActions")->actions()) {
         if (action->isChecked())
             texts += action->text();
     }
@@ -98,7 +98,7 @@ void ConnectionMenuTest::anEntryCarriesItsTypeAndVendor()
     WindowBench bench;
     bench.start();
     bench.probe().addConnectionAction(QStringLiteral("COM3"), ConnectionComPort, 0xFFFF);
-    const QAction *const action = bench.probe().menu()->actions().constLast();
+    const QAction *const action = bench.widget<QMenu>("menuActions")->actions().constLast();
     QCOMPARE(action->text(), QStringLiteral("COM3"));
     QCOMPARE(action->parent(), &bench.window());
     QVERIFY(action->isCheckable());
@@ -124,7 +124,7 @@ void ConnectionMenuTest::anEntryWithoutIconFileHasNone()
     bench.start();
     bench.probe().addConnectionAction(QStringLiteral("COM3"), ConnectionComPort, 0,
                                       QStringLiteral(":/pictures/none.png"));
-    QVERIFY(bench.probe().menu()->actions().constLast()->icon().isNull());
+    QVERIFY(bench.widget<QMenu>("menuActions")->actions().constLast()->icon().isNull());
 }
 
 void ConnectionMenuTest::choosing_data()
@@ -191,8 +191,8 @@ void ConnectionMenuTest::choosingLeavesTheRestOfTheWindowAlone()
 {
     WindowBench bench;
     bench.start();
-    bench.probe().portName() = QStringLiteral("COM1");
-    bench.probe().deviceName() = QStringLiteral("COM2");
+    bench.probe().setPortName(QStringLiteral("COM1"));
+    bench.probe().setDeviceName(QStringLiteral("COM2"));
     const QList<QAction *> actions = fillUsual(bench);
     for (const bool enabled : {true, false}) {
         bench.widget<QPushButton>("updBtn")->setEnabled(enabled);
@@ -210,7 +210,7 @@ void ConnectionMenuTest::anEntryWithoutTypeIsNoConnection()
     WindowBench bench;
     bench.start();
     fillUsual(bench).at(1)->trigger();
-    QMenu *const menu = bench.probe().menu();
+    QMenu *const menu = bench.widget<QMenu>("menuActions");
     QAction *const action = menu->addAction(QStringLiteral("Something"));
     action->setCheckable(true);
     action->trigger();
@@ -274,8 +274,8 @@ void ConnectionMenuTest::selecting()
     QFETCH(const QString, selected);
     WindowBench bench;
     bench.start();
-    bench.probe().deviceName() = storedName;
-    bench.probe().portName() = QStringLiteral("before");
+    bench.probe().setDeviceName(storedName);
+    bench.probe().setPortName(QStringLiteral("before"));
     fill(bench, entries);
     bench.probe().selectStoredConnection();
     QCOMPARE(checkedEntries(bench), QStringList({selected}));
@@ -291,9 +291,9 @@ void ConnectionMenuTest::selectingInAnEmptyMenuChangesNothing()
 {
     WindowBench bench;
     bench.start();
-    QVERIFY(bench.probe().menu()->actions().isEmpty());
-    bench.probe().connectionType() = ConnectionModbusSub20;
-    bench.probe().portName() = QStringLiteral("COM1");
+    QVERIFY(bench.widget<QMenu>("menuActions")->actions().isEmpty());
+    bench.probe().setConnectionType(ConnectionModbusSub20);
+    bench.probe().setPortName(QStringLiteral("COM1"));
     bench.widget<QLabel>("labelDevName")->setText(QStringLiteral("as it was"));
     bench.probe().selectStoredConnection();
     QCOMPARE(bench.probe().connectionType(), int{ConnectionModbusSub20});
@@ -309,7 +309,7 @@ void ConnectionMenuTest::selectingChecksExactlyOneEntry()
     const QList<QAction *> actions = fillUsual(bench);
     for (QAction *const action : actions)
         action->setChecked(true);
-    bench.probe().deviceName() = QStringLiteral("COM3");
+    bench.probe().setDeviceName(QStringLiteral("COM3"));
     bench.probe().selectStoredConnection();
     QCOMPARE(checkedEntries(bench), QStringList({QStringLiteral("COM3")}));
 }
@@ -336,7 +336,7 @@ void ConnectionMenuTest::aPickedPortIsUsedAfterTheNextStart()
     bench.devices.addSerialPort(QStringLiteral("ttyUSB1"), QStringLiteral("Converter"), 0x0403);
     bench.start();
     QCOMPARE(bench.probe().portName(), QStringLiteral("ttyUSB0"));
-    bench.probe().menu()->actions().at(1)->trigger();
+    bench.widget<QMenu>("menuActions")->actions().at(1)->trigger();
     QCOMPARE(bench.settings.value(QStringLiteral("settings/port")).toString(), QStringLiteral("ttyUSB1"));
     QCOMPARE(bench.probe().portName(), QStringLiteral("ttyUSB0"));
     bench.start();
@@ -352,7 +352,7 @@ void ConnectionMenuTest::aRebuildGoesBackToTheNameOfTheStart()
     bench.devices.addSerialPort(QStringLiteral("ttyUSB0"), QStringLiteral("Converter"), 0x0403);
     bench.devices.addSerialPort(QStringLiteral("ttyUSB1"), QStringLiteral("Converter"), 0x0403);
     bench.start();
-    bench.probe().menu()->actions().at(1)->trigger();
+    bench.widget<QMenu>("menuActions")->actions().at(1)->trigger();
     QCOMPARE(checkedEntries(bench), QStringList({QStringLiteral("ttyUSB1")}));
     bench.probe().updateConnections();
     QCOMPARE(bench.probe().portName(), QStringLiteral("ttyUSB0"));

@@ -53,7 +53,7 @@ private:
 QStringList DiscoveryTest::entries(const WindowBench &bench)
 {
     QStringList texts;
-    for (const QAction *const action : bench.probe().menu()->actions())
+    for (const QAction *const action : bench.widget<QMenu>("menuActions")->actions())
         texts += action->text();
     return texts;
 }
@@ -61,7 +61,7 @@ QStringList DiscoveryTest::entries(const WindowBench &bench)
 QList<int> DiscoveryTest::properties(const WindowBench &bench, const char *name)
 {
     QList<int> values;
-    for (const QAction *const action : bench.probe().menu()->actions())
+    for (const QAction *const action : bench.widget<QMenu>("menuActions")->actions())
         values += action->property(name).toInt();
     return values;
 }
@@ -69,7 +69,7 @@ QList<int> DiscoveryTest::properties(const WindowBench &bench, const char *name)
 QString DiscoveryTest::checkedEntry(const WindowBench &bench)
 {
     QStringList texts;
-    for (const QAction *const action : bench.probe().menu()->actions()) {
+    for (const QAction *const action : bench.widget<QMenu>("menuActions")->actions()) {
         if (action->isChecked())
             texts += action->text();
     }
@@ -79,7 +79,7 @@ QString DiscoveryTest::checkedEntry(const WindowBench &bench)
 void DiscoveryTest::verifyNothingFound(const WindowBench &bench)
 {
     QCOMPARE(entries(bench), QStringList());
-    QVERIFY(!bench.probe().menu()->isEnabled());
+    QVERIFY(!bench.widget<QMenu>("menuActions")->isEnabled());
     const auto *const label = bench.widget<QLabel>("labelDevName");
     QCOMPARE(label->text(), QStringLiteral("No Available Connections"));
     QCOMPARE(label->styleSheet(), QStringLiteral("color: red; font-size: 10"));
@@ -119,10 +119,10 @@ void DiscoveryTest::anAdapterGivesTwoEntries()
     QCOMPARE(entries(bench), QStringList({InfraRedText, ModbusText}));
     QCOMPARE(properties(bench, "type"), QList<int>({1, 2}));
     QCOMPARE(properties(bench, "vid"), QList<int>({1240, 1240}));
-    QVERIFY(bench.probe().menu()->isEnabled());
+    QVERIFY(bench.widget<QMenu>("menuActions")->isEnabled());
     QCOMPARE(checkedEntry(bench), InfraRedText);
 
-    const QList<QAction *> actions = bench.probe().menu()->actions();
+    const QList<QAction *> actions = bench.widget<QMenu>("menuActions")->actions();
     const QPixmap infrared(QStringLiteral(":/pictures/infrared.png"));
     QCOMPARE(actions[0]->icon().pixmap(infrared.size()).toImage(), infrared.toImage());
     const QPixmap cable(QStringLiteral(":/pictures/data_cable.png"));
@@ -196,7 +196,7 @@ void DiscoveryTest::portFilter()
         return;
     }
     QCOMPARE(entries(bench), kept);
-    QVERIFY(bench.probe().menu()->isEnabled());
+    QVERIFY(bench.widget<QMenu>("menuActions")->isEnabled());
     QCOMPARE(checkedEntry(bench), kept.constFirst());
     QCOMPARE(bench.probe().portName(), kept.constFirst());
 }
@@ -221,7 +221,7 @@ void DiscoveryTest::theAdapterComesAndGoes()
         adapter.setAdapters(1);
         bench.probe().updateConnections();
         QCOMPARE(entries(bench), QStringList({InfraRedText, ModbusText}));
-        QVERIFY(bench.probe().menu()->isEnabled());
+        QVERIFY(bench.widget<QMenu>("menuActions")->isEnabled());
         QCOMPARE(bench.widget<QLabel>("labelDevName")->text(),
                  QStringLiteral("Connection via InfraRed SUB-20"));
         adapter.setAdapters(0);
@@ -268,7 +268,7 @@ void DiscoveryTest::entriesDoNotPileUp()
     WindowBench bench(adapter);
     bench.devices.addSerialPort(Port0, Converter, ConverterVendorId);
     bench.start();
-    const QPointer<QAction> first = bench.probe().menu()->actions().constFirst();
+    const QPointer<QAction> first = bench.widget<QMenu>("menuActions")->actions().constFirst();
     const qsizetype objects = bench.window().findChildren<QObject *>().size();
     for (int run = 0; run < 100; ++run)
         bench.probe().updateConnections();
@@ -284,9 +284,9 @@ void DiscoveryTest::entriesOfTheFormAreGone()
     bench.start();
     for (const char *const name : {"actionInfraRed", "actionModbus", "actionCOM_port"}) {
         const QAction *const action = bench.window().findChild<QAction *>(QString::fromLatin1(name));
-        QVERIFY(!action || !bench.probe().menu()->actions().contains(action));
+        QVERIFY(!action || !bench.widget<QMenu>("menuActions")->actions().contains(action));
     }
-    QVERIFY(bench.probe().menu()->isEmpty());
+    QVERIFY(bench.widget<QMenu>("menuActions")->isEmpty());
 }
 
 void DiscoveryTest::theButtonIsLeftAlone()
@@ -314,7 +314,7 @@ void DiscoveryTest::aRunningUpdateKeepsItsConnection()
     bench.start();
     bench.widget<QPushButton>("updBtn")->click();
     QTRY_VERIFY(!adapter.calls(QStringLiteral("sub_rs_xfer")).isEmpty());
-    bench.probe().deviceName() = Port0;
+    bench.probe().setDeviceName(Port0);
     bench.probe().updateConnections();
     QCOMPARE(bench.probe().connectionType(), int{ConnectionComPort});
     QTRY_COMPARE(bench.widget<QPushButton>("updBtn")->text(), QStringLiteral("Start Update"));

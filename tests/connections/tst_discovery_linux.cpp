@@ -19,7 +19,7 @@ const QString Converter = QStringLiteral("USB Serial Converter");
 QStringList entries(const WindowBench &bench)
 {
     QStringList texts;
-    for (const QAction *const action : bench.probe().menu()->actions())
+    for (const QAction *const action : bench.widget<QMenu>("menuActions")->actions())
         texts += action->text();
     return texts;
 }

@@ -40,8 +40,8 @@ void PickedPortTest::bytesGoWhere()
     for (const PanelProcess *const panel : {&stored, &picked})
         bench.devices.addSerialPort(panel->path(), QStringLiteral("Converter"), 0x0403);
     bench.start(stored.path(), image);
-    QCOMPARE(bench.probe().menu()->actions().size(), 2);
-    bench.probe().menu()->actions().constLast()->trigger();
+    QCOMPARE(bench.widget<QMenu>("menuActions")->actions().size(), 2);
+    bench.widget<QMenu>("menuActions")->actions().constLast()->trigger();
     bench.press();
     QVERIFY(bench.waitForEnd());
     QCOMPARE(stored.image(), follows ? QByteArray() : image);

@@ -54,7 +54,7 @@ QString PortFollowsMenuTest::plugIn(WindowBench &bench, const QString &name)
 
 void PortFollowsMenuTest::pick(const WindowBench &bench, const QString &name)
 {
-    for (QAction *const action : bench.probe().menu()->actions()) {
+    for (QAction *const action : bench.widget<QMenu>("menuActions")->actions()) {
         if (action->text() == name) {
             action->trigger();
             return;
@@ -66,7 +66,7 @@ void PortFollowsMenuTest::pick(const WindowBench &bench, const QString &name)
 QStringList PortFollowsMenuTest::checked(const WindowBench &bench)
 {
     QStringList texts;
-    for (const QAction *const action : bench.probe().menu()->actions()) {
+    for (const QAction *const action : bench.widget<QMenu>("menuActions")->actions()) {
         if (action->isChecked())
             texts += action->text();
     }
@@ -205,7 +205,7 @@ void PortFollowsMenuTest::aShorterNameIsKept()
     bench.start();
     for (const char *const name : {"COM10", "COM1"})
         bench.probe().addConnectionAction(QString::fromLatin1(name), ConnectionComPort, 0);
-    bench.probe().deviceName() = QStringLiteral("COM1");
+    bench.probe().setDeviceName(QStringLiteral("COM1"));
     bench.probe().selectStoredConnection();
     QTEST(bench.probe().portName(), "expected");
     QCOMPARE(checked(bench), QStringList(bench.probe().portName()));

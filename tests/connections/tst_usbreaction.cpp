@@ -68,7 +68,7 @@ int UsbReactionTest::runsOf(const WindowBench &bench, const SimulatedAdapter &ad
 QStringList UsbReactionTest::entries(const WindowBench &bench)
 {
     QStringList texts;
-    for (const QAction *const action : bench.probe().menu()->actions())
+    for (const QAction *const action : bench.widget<QMenu>("menuActions")->actions())
         texts += action->isChecked() ? QStringLiteral("[%1]").arg(action->text()) : action->text();
     return texts;
 }

@@ -83,7 +83,7 @@ int DeviceReactionTest::runs(const SimulatedAdapter &adapter)
 QStringList DeviceReactionTest::entries(const DeviceBench &bench)
 {
     QStringList texts;
-    for (const QAction *const action : bench.probe().menu()->actions())
+    for (const QAction *const action : bench.widget<QMenu>("menuActions")->actions())
         texts += action->isChecked() ? QStringLiteral("[%1]").arg(action->text()) : action->text();
     return texts;
 }
@@ -129,7 +129,7 @@ void DeviceReactionTest::adapterIsPulledOut()
     QTRY_COMPARE(entries(bench), QStringList());
     QCOMPARE(runs(adapter), 3); // one for each of its entries
     QCOMPARE(label(bench), QStringLiteral("No Available Connections"));
-    QVERIFY(!bench.probe().menu()->isEnabled());
+    QVERIFY(!bench.widget<QMenu>("menuActions")->isEnabled());
     catchUp(bench);
     QCOMPARE(runs(adapter), 3);
 }
@@ -248,7 +248,7 @@ void DeviceReactionTest::unrelatedDevices()
     DeviceBench bench;
     bench.devices.addSerialPort(Port0, Converter, ConverterVendorId);
     bench.start();
-    const QList<QAction *> actions = bench.probe().menu()->actions();
+    const QList<QAction *> actions = bench.widget<QMenu>("menuActions")->actions();
     bench.devices.remove(bench.devices.addUsbDevice(UnrelatedVendorId, 1));
     // Of the vendors of the menu, but neither a USB device as a whole nor a serial port.
     const QStringList vendor{QStringLiteral("ID_VENDOR_ID"), QStringLiteral("04d8")};
@@ -257,7 +257,7 @@ void DeviceReactionTest::unrelatedDevices()
     bench.devices.addSerialPort(QStringLiteral("ttyS0"), Converter, 0);
     bench.devices.tell(bench.devices.addUsbDevice(UnrelatedVendorId, 2), QStringLiteral("change"));
     catchUp(bench);
-    QCOMPARE(bench.probe().menu()->actions(), actions);
+    QCOMPARE(bench.widget<QMenu>("menuActions")->actions(), actions);
     QCOMPARE(runs(adapter), 1);
 }
 

@@ -120,7 +120,7 @@ void CheckReplyTest::otherFailuresStay()
 void CheckReplyTest::aBroadcastHasNoReplyToCheck()
 {
     Upload upload({}, {{CheckReply, true}});
-    upload.bench.probe().deviceAddress() = 0;
+    upload.bench.probe().setDeviceAddress(0);
     QCOMPARE(upload.run(makeBytes(64)), 0);
     QCOMPARE(upload.boxes.informativeTexts(), QStringList());
 }

@@ -167,7 +167,7 @@ void SerialUploadTest::theBroadcastAddressNeedsNoAnswer()
 {
     const QByteArray image = makeBytes(100);
     Upload upload;
-    upload.bench.probe().deviceAddress() = 0;
+    upload.bench.probe().setDeviceAddress(0);
     QElapsedTimer timer;
     timer.start();
     QCOMPARE(upload.run(image), 0);
@@ -203,7 +203,7 @@ void SerialUploadTest::aChangedAddressIsForTheNextRun()
     upload.begin(makeBytes(320));
     QVERIFY(upload.panel.waitForRecords(2));
     upload.bench.window().setAddress(QStringLiteral("0x17"));
-    upload.bench.probe().portName() = QStringLiteral("ttyELSE");
+    upload.bench.probe().setPortName(QStringLiteral("ttyELSE"));
     QCOMPARE(upload.finish(), 0);
     QCOMPARE(upload.panel.finish().value(QStringLiteral("other-address")), 0);
 }
@@ -211,7 +211,7 @@ void SerialUploadTest::aChangedAddressIsForTheNextRun()
 void SerialUploadTest::aConnectionTypeThatIsNone()
 {
     Upload upload;
-    upload.bench.probe().connectionType() = 4;
+    upload.bench.probe().setConnectionType(4);
     upload.begin(makeBytes(320));
     QVERIFY(!upload.bench.probe().sessionOpen());
     QCOMPARE(upload.lines(), QStringList());

@@ -35,7 +35,7 @@ void WireNumbersTest::anAddressOver255()
     QFETCH(const int, address);
     const QByteArray image = makeBytes(64);
     Upload upload;
-    upload.bench.probe().deviceAddress() = address;
+    upload.bench.probe().setDeviceAddress(address);
     QCOMPARE(upload.run(image), 0);
     const QMap<QString, int> counts = upload.panel.finish();
     QCOMPARE(counts.value(QStringLiteral("requests")), 2);

@@ -52,8 +52,8 @@ struct Upload
         for (auto option = options.begin(); option != options.end(); ++option)
             bench.settings.setValue(QStringLiteral("options/") + option.key(), option.value().toString());
         bench.start();
-        bench.probe().connectionType() = ConnectionComPort;
-        bench.probe().portName() = panel.path();
+        bench.probe().setConnectionType(ConnectionComPort);
+        bench.probe().setPortName(panel.path());
         bench.widget<QPushButton>("updBtn")->setEnabled(true);
     }
 
@@ -61,7 +61,7 @@ struct Upload
     void beginFile(const QString &fileName)
     {
         bench.widget<QLineEdit>("lineEdit")->setText(QStringLiteral("image"));
-        bench.probe().imageFileName() = fileName;
+        bench.probe().setImageFileName(fileName);
         emitter = std::make_unique<EmitterLog>(*bench.probe().emitter());
         bench.press();
     }

@@ -107,7 +107,7 @@ inline void verifyImageDoesNotOpen(WindowBench &bench, const QString &connection
     QFETCH(const QString, name);
     QFETCH(const QString, reason);
     bench.start(connection, unevenBytes(100));
-    bench.probe().imageFileName() = name;
+    bench.probe().setImageFileName(name);
     const EmitterLog told(*bench.probe().emitter());
     const MessageBoxes boxes;
     bench.press();

@@ -17,6 +17,12 @@ public:
         return window.findChild<Widget *>(QString::fromLatin1(name));
     }
 
+    /// What no widget sets: a connection that the menu does not offer, an image that nobody has picked.
+    void setConnectionType(int type) const { window.connectionType = type; }
+    void setDeviceAddress(int address) const { window.deviceAddress = address; }
+    void setPortName(const QString &name) const { window.portName = name; }
+    void setDeviceName(const QString &name) const { window.deviceName = name; }
+    void setImageFileName(const QString &name) const { window.imageFileName = name; }
     /// As an earlier infrared run, of another kind of panel, would leave it.
     void setInfraredVariant(int variant) const { window.irProtocolVariant = variant; }
 
@@ -26,13 +32,12 @@ public:
     bool sessionOpen() const { return window.session.state() != UpdateSession::State::Idle; }
     bool stopRequested() const { return window.stopRequested; }
     sub_handle sub20Handle() const { return window.sub20Handle; }
-    int &connectionType() const { return window.connectionType; }
-    int &deviceAddress() const { return window.deviceAddress; }
-    QString &portName() const { return window.portName; }
-    QString &deviceName() const { return window.deviceName; }
-    QString &imageFileName() const { return window.imageFileName; }
-    QString &imageDirectory() const { return window.imageDirectory; }
-    QMenu *menu() const { return window.menuActions; }
+    int connectionType() const { return window.connectionType; }
+    int deviceAddress() const { return window.deviceAddress; }
+    QString portName() const { return window.portName; }
+    QString deviceName() const { return window.deviceName; }
+    QString imageFileName() const { return window.imageFileName; }
+    QString imageDirectory() const { return window.imageDirectory; }
 
     void addConnectionAction(const QString &text, int type, quint16 vid,
                              const QString &iconPath = QStringLiteral(":/pictures/data_cable.png")) const

@@ -156,7 +156,7 @@ void SystemKeyboard::traceIsSavedClearedAndHidden()
 
     switchTo(traceWindow());
     tabTo(traceWindow().first(Role::PushButton, QStringLiteral("Save Trace")));
-    program().press(Enter);
+    program().press(Space);
     program().answerFileDialog(QStringLiteral("Save Log Output"), filePath(QStringLiteral("trace.txt")));
     QTRY_COMPARE(readFile(filePath(QStringLiteral("trace.txt"))), line.toUtf8());
     switchTo(traceWindow());

@@ -16,7 +16,7 @@ const QString Nowhere = QStringLiteral("/nowhere/panel.INC");
 /// Picks a connection in the menu.
 void choose(const WindowBench &bench, const QString &connection)
 {
-    const QList<QAction *> actions = bench.probe().menu()->actions();
+    const QList<QAction *> actions = bench.widget<QMenu>("menuActions")->actions();
     for (QAction *const action : actions) {
         if (action->text() == connection) {
             action->trigger();
@@ -102,7 +102,7 @@ void AdapterHandlesTest::oneOfTwoAdaptersIsOpened()
     WindowBench bench(adapter);
     bench.start(connection, unevenBytes(96));
     QStringList entries;
-    for (const QAction *const action : bench.probe().menu()->actions())
+    for (const QAction *const action : bench.widget<QMenu>("menuActions")->actions())
         entries += action->text();
     QCOMPARE(entries, (QStringList{InfraRedText, ModbusText}));
     QCOMPARE(run(bench), 0);
@@ -155,11 +155,11 @@ void AdapterHandlesTest::aRunThatFailsBeforeOpeningClosesNothing()
     const qsizetype closes = adapter.calls(QStringLiteral("sub_close")).size();
 
     choose(bench, ModbusText); // whose image does not open, so that the adapter is not asked
-    bench.probe().imageFileName() = Nowhere;
+    bench.probe().setImageFileName(Nowhere);
     QCOMPARE(run(bench), -1);
     QCOMPARE(adapter.calls(QStringLiteral("sub_close")).size(), closes);
     choose(bench, connection);
-    bench.probe().imageFileName() = image;
+    bench.probe().setImageFileName(image);
     adapter.setAdapters(0); // the adapter does not open
     QCOMPARE(run(bench), -1);
     QCOMPARE(adapter.calls(QStringLiteral("sub_close")).size(), closes);
@@ -217,7 +217,7 @@ void AdapterHandlesTest::theMenuIsSwitchedDuringTheRun()
     if (other == PortName) // which nothing stands behind
         return;
     const QByteArray second = unevenBytes(96);
-    bench.probe().imageFileName() = bench.makeImage(second, QStringLiteral("second.INC"));
+    bench.probe().setImageFileName(bench.makeImage(second, QStringLiteral("second.INC")));
     QCOMPARE(run(bench), 0);
     QCOMPARE(other == InfraRedText ? adapter.infraredImage() : adapter.modbusImage(), second);
     QCOMPARE(opens(adapter.log()), 2);
@@ -245,7 +245,7 @@ void AdapterHandlesTest::stopThenStartWithinOneBlock()
     startAndWait(bench, adapter);
     const QFuture<int> stopped = bench.probe().future();
     bench.press();
-    bench.probe().imageFileName() = bench.makeImage(image, QStringLiteral("second.INC"));
+    bench.probe().setImageFileName(bench.makeImage(image, QStringLiteral("second.INC")));
     bench.press();
     QVERIFY(bench.waitForEnd());
     QCOMPARE(stopped.result(), -1);

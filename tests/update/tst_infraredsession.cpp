@@ -90,7 +90,7 @@ void InfraredSessionTest::theWaitCursorComesAndGoes()
     WindowBench bench(adapter);
     bench.start(InfraRedText, unevenBytes(100));
     if (!imageName.isEmpty())
-        bench.probe().imageFileName() = imageName;
+        bench.probe().setImageFileName(imageName);
     const CursorLook look(*bench.probe().emitter());
     const MessageBoxes boxes;
     QCOMPARE(overrideShape(), std::nullopt);
@@ -147,14 +147,14 @@ void InfraredSessionTest::waitCursorsDoNotPileUp()
     const QString longImage = bench.probe().imageFileName();
     const QString shortImage = bench.makeImage(image, QStringLiteral("short.INC"));
     for (int round = 0; round < 5; ++round) {
-        bench.probe().imageFileName() = longImage;
+        bench.probe().setImageFileName(longImage);
         const qsizetype sent = adapter.calls(Transmission).size();
         bench.press(); // Start
         QTRY_VERIFY(adapter.calls(Transmission).size() > sent);
         bench.press(); // Stop
         bench.press(); // Start
         bench.press(); // Stop
-        bench.probe().imageFileName() = shortImage;
+        bench.probe().setImageFileName(shortImage);
         bench.press(); // Start
         QVERIFY(bench.waitForEnd());
         QCOMPARE(bench.probe().future().result(), 0);
