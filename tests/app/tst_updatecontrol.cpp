@@ -156,6 +156,7 @@ void UpdateControlTest::aStoppedRunLeavesTheBarEmpty()
         return -1;
     });
     bench.widget<QPushButton>("updBtn")->setText(StopText);
+    bench.widget<QPushButton>("updBtn")->setEnabled(true);
     bench.press();
     stopped.release();
     QVERIFY(bench.waitForEnd());
