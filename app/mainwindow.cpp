@@ -47,7 +47,7 @@ MainWindow::MainWindow(QWidget *parent, Hardware lent)
     emitter = std::make_unique<Emitter>();
     // Before the signals are connected: filling the widgets from the settings writes nothing back.
     loadSettings();
-    registerUsbNotices();
+    registerUsbMonitor();
     connectSignals();
     initTrace();
     updateConnections();

@@ -91,8 +91,8 @@ private:
     void activateConnection(QAction *action);
     void storeConnection(const QAction &action);
     void showConnection(const QString &text);
-    /// Returns true in every case: without USB notices the program goes on, or ends by itself.
-    bool registerUsbNotices();
+    /// Returns true in every case: without a monitor the program goes on, or ends by itself.
+    bool registerUsbMonitor();
     void reactToUsbEvent(const UsbEvent &event);
 
     // mainwindow_update.cpp

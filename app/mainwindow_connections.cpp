@@ -114,10 +114,10 @@ void MainWindow::showConnection(const QString &text)
     }
 }
 
-bool MainWindow::registerUsbNotices()
+bool MainWindow::registerUsbMonitor()
 {
     usbMonitor = hardware.usbMonitor(this);
-    connect(usbMonitor, &UsbMonitor::noticed, this, &MainWindow::reactToUsbEvent);
+    connect(usbMonitor, &UsbMonitor::reported, this, &MainWindow::reactToUsbEvent);
     usbMonitor->start();
     return true;
 }

@@ -22,7 +22,7 @@ public:
     virtual void handleNativeEvent(void *message) { Q_UNUSED(message); }
 
 signals:
-    void noticed(const UsbEvent &event);
+    void reported(const UsbEvent &event);
 
 protected:
     using QObject::QObject;

@@ -106,7 +106,7 @@ private:
 LinuxUsbMonitor::LinuxUsbMonitor(QObject *parent) : UsbMonitor(parent)
 {
     connect(&nodes, &NodeWatcher::usable, this, [this] {
-        emit noticed({UsbEvent::Kind::Arrival, Sub20::UsbVendorId});
+        emit reported({UsbEvent::Kind::Arrival, Sub20::UsbVendorId});
     });
 }
 
@@ -156,10 +156,10 @@ void LinuxUsbMonitor::handleEvent(udev_device *device)
     const QByteArray action = udev_device_get_action(device);
     if (action == "add") {
         awaitNodeOf(device);
-        emit noticed({UsbEvent::Kind::Arrival, vendorId, portNameOf(device)});
+        emit reported({UsbEvent::Kind::Arrival, vendorId, portNameOf(device)});
     } else if (action == "remove") {
         nodes.forget(QString::fromLocal8Bit(udev_device_get_devnode(device)));
-        emit noticed({UsbEvent::Kind::Removal, vendorId, portNameOf(device)});
+        emit reported({UsbEvent::Kind::Removal, vendorId, portNameOf(device)});
     }
 }
 
@@ -171,7 +171,7 @@ void LinuxUsbMonitor::recoverFromOverflow()
         const Device outdated{udev_monitor_receive_device(monitor.get())};
     nodes.forgetAll();
     awaitPresentAdapters();
-    emit noticed({UsbEvent::Kind::Lost});
+    emit reported({UsbEvent::Kind::Lost});
 }
 
 void LinuxUsbMonitor::awaitPresentAdapters()

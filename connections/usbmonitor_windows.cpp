@@ -63,7 +63,7 @@ private:
         const QStringList parts = devicePathParts(QString::fromWCharArray(device->dbcc_name));
         for (const QString &part : parts)
             qDebug().noquote() << part;
-        emit noticed({kind, vendorIdOfParts(parts)});
+        emit reported({kind, vendorIdOfParts(parts)});
     }
 
     QWidget *window;

@@ -8,9 +8,7 @@
 #include <memory>
 #include <utility>
 
-ErrorReporter::ErrorReporter(std::function<void(const QString &)> showBox) : show(std::move(showBox))
-{
-}
+ErrorReporter::ErrorReporter(std::function<void(const QString &)> showBox) : show(std::move(showBox)) {}
 
 void ErrorReporter::report(const QString &text)
 {

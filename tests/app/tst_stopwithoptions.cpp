@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tests/modbus/upload.h"
+#include "tests/app/upload.h"
 #include "tests/support/testcase.h"
 
 /// Stop and closing on a serial upload, with each of the options that change what it does.

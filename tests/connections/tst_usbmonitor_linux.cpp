@@ -97,7 +97,7 @@ public:
 
 private:
     std::unique_ptr<UsbMonitor> monitor{makeUsbMonitor(nullptr)};
-    QSignalSpy spy{monitor.get(), &UsbMonitor::noticed};
+    QSignalSpy spy{monitor.get(), &UsbMonitor::reported};
 };
 
 /// While it lives, files are as usable as an ordinary user finds them, although the test may run as root.
@@ -341,7 +341,7 @@ void LinuxUsbMonitorTest::ignoredActions()
     MockDevices devices;
     const QString id = devices.addUsbDevice(AdapterVendorId, AdapterProductId);
     const Listener listener;
-    devices.tell(id, action);
+    devices.report(id, action);
     waitForAll(devices, listener, {});
 }
 
@@ -392,7 +392,7 @@ void LinuxUsbMonitorTest::nothingIsReportedBeforeTheStart()
 {
     MockDevices devices;
     const std::unique_ptr<UsbMonitor> monitor{makeUsbMonitor(nullptr)};
-    const QSignalSpy spy(monitor.get(), &UsbMonitor::noticed);
+    const QSignalSpy spy(monitor.get(), &UsbMonitor::reported);
     const Listener listener;
     devices.addUsbDevice(AdapterVendorId, AdapterProductId);
     QTRY_COMPARE(listener.notices(), text({"+04d8"}));
@@ -429,7 +429,7 @@ void LinuxUsbMonitorTest::theWindowAnswersBetweenTwoNotices()
     const Listener listener;
     QString course;
     QObject window;
-    connect(listener.get(), &UsbMonitor::noticed, &window, [&] {
+    connect(listener.get(), &UsbMonitor::reported, &window, [&] {
         course += u'n';
         QMetaObject::invokeMethod(
             &window, [&] { course += u'a'; }, Qt::QueuedConnection);
@@ -690,7 +690,7 @@ void LinuxUsbMonitorTest::withoutSockets()
 {
     MockDevices devices;
     const std::unique_ptr<UsbMonitor> monitor{makeUsbMonitor(nullptr)};
-    const QSignalSpy spy(monitor.get(), &UsbMonitor::noticed);
+    const QSignalSpy spy(monitor.get(), &UsbMonitor::reported);
     {
         const NothingToOpen limit;
         QVERIFY(!monitor->start());

@@ -23,7 +23,7 @@ inline const QString InfraRedText = QStringLiteral("InfraRed SUB-20");
 inline const QString ModbusText = QStringLiteral("Modbus SUB-20");
 /// What the log says when a loader returns a negative result.
 inline const QString CanceledText = QStringLiteral("thread canceled with error");
-/// Before an error that a loader's emitter tells.
+/// Before an error that a loader's emitter reports.
 inline const QString ErrorPrefix = QStringLiteral("errorSignal ");
 
 /// Calls as the library logs them, with the bare "h" for every handle: their numbers go on from test to test.
@@ -65,7 +65,7 @@ inline QStringList handleFaults(const QStringList &log)
     return faults;
 }
 
-/// What a loader's emitter tells while `sent` of `total` blocks or records go out: the range, and every
+/// What a loader's emitter reports while `sent` of `total` blocks or records go out: the range, and every
 /// third.
 inline QStringList signalsOfSending(int total, int sent)
 {
@@ -89,7 +89,7 @@ inline void verifySessionEnded(const WindowBench &bench, bool isBarFull)
     QVERIFY(!QGuiApplication::overrideCursor());
 }
 
-/// Rows of images that do not open, and what the user is told of them.
+/// Rows of images that do not open, and what is reported of them.
 inline void addImagesThatDoNotOpen()
 {
     QTest::addColumn<QString>("name");
@@ -101,19 +101,19 @@ inline void addImagesThatDoNotOpen()
     QTest::newRow("folder") << QStringLiteral("/") << QString::fromLocal8Bit(std::strerror(EISDIR));
 }
 
-/// Runs an update over this connection with the row's image: it ends, and the user is told why.
+/// Runs an update over this connection with the row's image: it ends, and an error says why.
 inline void verifyImageDoesNotOpen(WindowBench &bench, const QString &connection)
 {
     QFETCH(const QString, name);
     QFETCH(const QString, reason);
     bench.start(connection, unevenBytes(100));
     bench.probe().setImageFileName(name);
-    const EmitterLog told(*bench.probe().emitter());
+    const EmitterLog heard(*bench.probe().emitter());
     const MessageBoxes boxes;
     bench.press();
     QVERIFY(bench.waitForEnd());
     const QString text = QStringLiteral("Can't open image file ") + name + u' ' + reason;
-    QCOMPARE(told.lines(), QStringList{ErrorPrefix + text});
+    QCOMPARE(heard.lines(), QStringList{ErrorPrefix + text});
     QCOMPARE(boxes.informativeTexts(), QStringList{text});
     QCOMPARE(bench.probe().future().result(), -1);
     verifySessionEnded(bench, false);

@@ -7,7 +7,7 @@
 #include <QString>
 #include <QStringList>
 
-/// What an emitter has told so far, a line a signal, in the order in which the window's thread heard it.
+/// What an emitter has reported so far, a line a signal, in the order in which the window's thread heard it.
 class EmitterLog : public QObject
 {
 public:

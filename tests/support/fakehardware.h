@@ -60,7 +60,7 @@ public:
     {
         for (const QPointer<UsbMonitor> &monitor : monitors) {
             if (monitor)
-                emit monitor->noticed(event);
+                emit monitor->reported(event);
         }
     }
     /// How many windows listen.

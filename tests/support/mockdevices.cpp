@@ -130,7 +130,7 @@ QString MockDevices::addPlainDevice(const char *subsystem, const QString &name, 
     return id;
 }
 
-void MockDevices::tell(const QString &id, const QString &action) const
+void MockDevices::report(const QString &id, const QString &action) const
 {
     waitForMonitors();
     umockdev_testbed_uevent(testbed.get(), id.toUtf8().constData(), action.toUtf8().constData());

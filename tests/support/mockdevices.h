@@ -10,7 +10,8 @@ struct _UMockdevTestbed;
 
 /// The machine's USB devices and serial ports, made up. While it lives, this process and the processes that
 /// it starts see its devices and no real ones, as long as they run under umockdev-wrapper; a test of
-/// zephyrin_test(... WITH_DEVICES) does. Arrivals and removals are told to the udev monitors of all of them.
+/// zephyrin_test(... WITH_DEVICES) does. Arrivals and removals are reported to the udev monitors of all of
+/// them.
 ///
 /// A port name can be open in one process of the machine at a time: tests that open one and may run side by
 /// side choose different names.
@@ -36,8 +37,8 @@ public:
     QString addPlainDevice(const char *subsystem, const QString &name, const QString &parent,
                            const QStringList &properties, const QStringList &attributes = {});
     /// Tells of something that neither adds nor removes the device, such as "change" or "bind".
-    void tell(const QString &id, const QString &action) const;
-    /// Unplugs a device, and what hangs on it: when its removal is told, it is gone already.
+    void report(const QString &id, const QString &action) const;
+    /// Unplugs a device, and what hangs on it: when its removal is reported, it is gone already.
     void remove(const QString &id);
 
     /// Makes "/dev/NAME" lead to `pty`, or replaces where it leads.

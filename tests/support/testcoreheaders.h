@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What most tests without widgets include, compiled once for all of them. A file includes what it uses all the same: it
-// is also compiled without this one, see the preset windows-objects.
+// What most tests without widgets include, compiled once for all of them. A file includes what it uses all
+// the same: it is also compiled without this one, see the preset windows-objects.
 #pragma once
 
 #include <QCoreApplication>

@@ -17,7 +17,7 @@ const QString TraceKeys = QStringLiteral("ctrl+shift+bracketright");
 
 } // namespace
 
-/// The program without a mouse, and with no more than a screen reader tells.
+/// The program without a mouse, and with no more than a screen reader says.
 class SystemKeyboard : public SystemTest
 {
     Q_OBJECT

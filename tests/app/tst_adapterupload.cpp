@@ -43,7 +43,7 @@ QStringList callsOfUpload(qsizetype size, bool isBroadcast = false)
     return calls;
 }
 
-/// What the emitter tells of a whole upload.
+/// What the emitter reports of a whole upload.
 QStringList signalsOfUpload(qsizetype size)
 {
     const int total = static_cast<int>(size / ChunkSize);
@@ -84,13 +84,13 @@ void AdapterUploadTest::withoutTheLibrary()
     const MessageLog log;
     bench.start(ModbusText, unevenBytes(100));
     QCOMPARE(log.texts().filter(QStringLiteral("SUB-20 library not used")).size(), 1);
-    const EmitterLog told(*bench.probe().emitter());
+    const EmitterLog heard(*bench.probe().emitter());
     const MessageBoxes boxes;
     bench.press();
     QVERIFY(bench.waitForEnd());
     const QString text = QStringLiteral("Can't open SUB-20");
     QCOMPARE(boxes.informativeTexts(), QStringList{text});
-    QCOMPARE(told.lines(), QStringList{ErrorPrefix + text});
+    QCOMPARE(heard.lines(), QStringList{ErrorPrefix + text});
     QCOMPARE(bench.probe().future().result(), -1);
     QCOMPARE(log.count(CanceledText), 1);
     verifySessionEnded(bench, false);
@@ -116,7 +116,7 @@ void AdapterUploadTest::wholeImage()
     WindowBench bench(adapter);
     bench.start(ModbusText, image);
     const qsizetype before = adapter.log().size();
-    const EmitterLog told(*bench.probe().emitter());
+    const EmitterLog heard(*bench.probe().emitter());
     const MessageLog log;
     const MessageBoxes boxes;
     bench.press();
@@ -124,7 +124,7 @@ void AdapterUploadTest::wholeImage()
     QCOMPARE(bench.probe().future().result(), 0);
     QCOMPARE(adapter.modbusImage(), padded(image));
     QCOMPARE(withoutHandles(adapter.log().mid(before)), callsOfUpload(size));
-    QCOMPARE(told.lines(), signalsOfUpload(size));
+    QCOMPARE(heard.lines(), signalsOfUpload(size));
     QCOMPARE(log.texts(), QStringList());
     QVERIFY(boxes.contents().isEmpty());
     QVERIFY(!QGuiApplication::overrideCursor());
@@ -161,7 +161,7 @@ void AdapterUploadTest::aBroadcastGoesWithoutReplies()
     bench.start(ModbusText, image);
     bench.widget<QSpinBox>("spinBoxAdress")->setValue(0);
     const qsizetype before = adapter.log().size();
-    const EmitterLog told(*bench.probe().emitter());
+    const EmitterLog heard(*bench.probe().emitter());
     const MessageBoxes boxes;
     QElapsedTimer timer;
     timer.start();
@@ -171,7 +171,7 @@ void AdapterUploadTest::aBroadcastGoesWithoutReplies()
     QCOMPARE(bench.probe().future().result(), 0);
     QCOMPARE(adapter.modbusImage(), image);
     QCOMPARE(withoutHandles(adapter.log().mid(before)), callsOfUpload(image.size(), true));
-    QCOMPARE(told.lines(), signalsOfUpload(image.size()));
+    QCOMPARE(heard.lines(), signalsOfUpload(image.size()));
     QVERIFY(boxes.contents().isEmpty());
     verifySessionEnded(bench, true);
 }
@@ -193,13 +193,13 @@ void AdapterUploadTest::noAdapterOpens()
     adapter.set("FAIL", failure);
     adapter.setAdapters(failure.isEmpty() ? 0 : 1);
     const qsizetype before = adapter.log().size();
-    const EmitterLog told(*bench.probe().emitter());
+    const EmitterLog heard(*bench.probe().emitter());
     const MessageLog log;
     const MessageBoxes boxes;
     bench.press();
     QVERIFY(bench.waitForEnd());
     const QString text = QStringLiteral("Can't open SUB-20");
-    QCOMPARE(told.lines(), QStringList{ErrorPrefix + text});
+    QCOMPARE(heard.lines(), QStringList{ErrorPrefix + text});
     QCOMPARE(boxes.informativeTexts(), QStringList{text});
     QCOMPARE(bench.probe().future().result(), -1);
     QCOMPARE(log.count(CanceledText), 1);
@@ -261,14 +261,14 @@ void AdapterUploadTest::anExchangeFails()
     adapter.set(variable, value);
     WindowBench bench(adapter);
     bench.start(ModbusText, image);
-    const EmitterLog told(*bench.probe().emitter());
+    const EmitterLog heard(*bench.probe().emitter());
     const MessageLog log;
     const MessageBoxes boxes;
     bench.press();
     QVERIFY(bench.waitForEnd());
     QCOMPARE(bench.probe().future().result(), result);
     QCOMPARE(boxes.informativeTexts(), QStringList{text});
-    QCOMPARE(told.lines(), signalsOfSending(10, exchanges - 1));
+    QCOMPARE(heard.lines(), signalsOfSending(10, exchanges - 1));
     QCOMPARE(log.count(CanceledText), 0);
     QCOMPARE(adapter.calls(Exchange).size(), exchanges);
     QCOMPARE(adapter.modbusImage(), image.left(qsizetype{records} * ChunkSize));
@@ -318,11 +318,11 @@ void AdapterUploadTest::stopEndsWithinOneRecord()
     adapter.set("RS_TIME", "30");
     WindowBench bench(adapter);
     bench.start(ModbusText, image);
-    const EmitterLog told(*bench.probe().emitter());
+    const EmitterLog heard(*bench.probe().emitter());
     const MessageLog log;
     const MessageBoxes boxes;
     bench.press();
-    QTRY_VERIFY(told.lines().contains(QStringLiteral("load_progress 3")));
+    QTRY_VERIFY(heard.lines().contains(QStringLiteral("load_progress 3")));
     bench.press();
     const qsizetype sent = adapter.calls(Exchange).size();
     QVERIFY(bench.waitForEnd());
@@ -330,7 +330,7 @@ void AdapterUploadTest::stopEndsWithinOneRecord()
     const qsizetype sentAtLast = adapter.calls(Exchange).size();
     QVERIFY2(sentAtLast <= sent + 1, qPrintable(QString::number(sentAtLast - sent)));
     QVERIFY(sentAtLast < 300);
-    QCOMPARE(told.lines(), signalsOfSending(300, static_cast<int>(sentAtLast)));
+    QCOMPARE(heard.lines(), signalsOfSending(300, static_cast<int>(sentAtLast)));
     QVERIFY(boxes.contents().isEmpty());
     QCOMPARE(log.texts(), QStringList{CanceledText});
     QCOMPARE(adapter.modbusImage(), image.left(sentAtLast * ChunkSize));

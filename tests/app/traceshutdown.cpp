@@ -2,7 +2,7 @@
 // The program's end with the trace switched on, and a thread that goes on logging all the while: the window
 // goes, then the application, then the objects that live as long as the process. Its result is its exit code.
 #include "app/mainwindow.h"
-#include "tests/support/mockdevices.h"
+#include "tests/support/fakehardware.h"
 #include "tests/support/settingsfolder.h"
 #include "trace/logbrowser.h"
 
@@ -65,9 +65,9 @@ private:
 int main(int argc, char *argv[])
 {
     const SettingsFolder settings;
-    const MockDevices noDevices;
+    FakeHardware noDevices;
     auto application = std::make_unique<QApplication>(argc, argv);
-    auto window = std::make_unique<MainWindow>();
+    auto window = std::make_unique<MainWindow>(nullptr, noDevices.hardware());
     window->show();
     window->logHotKeyPressed();
     if (!logHandlerInstalled)

@@ -25,7 +25,7 @@ void verifyNextRunWorks(const WindowBench &bench, const SimulatedAdapter &adapte
 
 } // namespace
 
-/// Uploads by infrared that fail: what the user is told, and that the next one works.
+/// Uploads by infrared that fail: what is reported, and that the next one works.
 class InfraredFailuresTest : public TestCase
 {
     Q_OBJECT
@@ -49,12 +49,12 @@ void InfraredFailuresTest::withoutTheLibrary()
     const MessageLog log;
     bench.start(InfraRedText, unevenBytes(100));
     QCOMPARE(log.texts().filter(QStringLiteral("SUB-20 library not used")).size(), 1);
-    const EmitterLog told(*bench.probe().emitter());
+    const EmitterLog heard(*bench.probe().emitter());
     const MessageBoxes boxes;
     bench.press();
     QVERIFY(bench.waitForEnd());
     QCOMPARE(boxes.informativeTexts(), QStringList{NotConnected});
-    QCOMPARE(told.lines(), QStringList());
+    QCOMPARE(heard.lines(), QStringList());
     QCOMPARE(bench.probe().future().result(), -1);
     QCOMPARE(log.count(QStringLiteral("boot run")), 1);
     QCOMPARE(log.count(CanceledText), 1);
@@ -78,13 +78,13 @@ void InfraredFailuresTest::noAdapterOpens()
     adapter.set("FAIL", failure);
     adapter.setAdapters(failure.isEmpty() ? 0 : 1);
     const qsizetype before = adapter.log().size();
-    const EmitterLog told(*bench.probe().emitter());
+    const EmitterLog heard(*bench.probe().emitter());
     const MessageLog log;
     const MessageBoxes boxes;
     bench.press();
     QVERIFY(bench.waitForEnd());
     QCOMPARE(boxes.informativeTexts(), QStringList{NotConnected});
-    QCOMPARE(told.lines(), QStringList());
+    QCOMPARE(heard.lines(), QStringList());
     QCOMPARE(bench.probe().future().result(), -1);
     QCOMPARE(log.texts(), (QStringList{QStringLiteral("boot run"), NotConnected, CanceledText}));
     QCOMPARE(adapter.log().mid(before), QStringList{QStringLiteral("sub_open null = null")});
@@ -143,15 +143,15 @@ void InfraredFailuresTest::theAdapterFails()
     adapter.set(variable, value);
     WindowBench bench(adapter);
     bench.start(InfraRedText, image);
-    const EmitterLog told(*bench.probe().emitter());
+    const EmitterLog heard(*bench.probe().emitter());
     const MessageLog log;
     const MessageBoxes boxes;
     bench.press();
     QVERIFY(bench.waitForEnd());
     QCOMPARE(bench.probe().future().result(), result);
     const int complete = (transmissions - 1) / Copies;
-    QCOMPARE(told.lines(), (transmissions > 0 ? signalsOfSending(10, complete) : QStringList()) +
-                               QStringList{ErrorPrefix + text});
+    QCOMPARE(heard.lines(), (transmissions > 0 ? signalsOfSending(10, complete) : QStringList()) +
+                                QStringList{ErrorPrefix + text});
     QCOMPARE(boxes.informativeTexts(), QStringList{text});
     QCOMPARE(log.count(CanceledText), result < 0 ? 1 : 0);
     QCOMPARE(adapter.calls(Transmission).size(), transmissions);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tests/modbus/upload.h"
+#include "tests/app/upload.h"
 #include "tests/support/bytes.h"
 #include "tests/support/testcase.h"
 

@@ -60,7 +60,7 @@ public:
 private:
     QWidget window;
     UsbMonitor *monitor = makeUsbMonitor(&window);
-    QSignalSpy spy{monitor, &UsbMonitor::noticed};
+    QSignalSpy spy{monitor, &UsbMonitor::reported};
 };
 
 } // namespace

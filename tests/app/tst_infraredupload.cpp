@@ -121,7 +121,7 @@ void InfraredUploadTest::wholeImage()
     WindowBench bench(adapter);
     bench.start(InfraRedText, image);
     const qsizetype before = adapter.log().size();
-    const EmitterLog told(*bench.probe().emitter());
+    const EmitterLog heard(*bench.probe().emitter());
     const MessageLog log;
     const MessageBoxes boxes;
     bench.press();
@@ -133,7 +133,7 @@ void InfraredUploadTest::wholeImage()
     else
         QCOMPARE(adapter.infraredImage(), padded(image));
     QCOMPARE(withoutHandles(adapter.log().mid(before)), callsOfUpload(frames));
-    QCOMPARE(told.lines(), signalsOfUpload(size));
+    QCOMPARE(heard.lines(), signalsOfUpload(size));
     QCOMPARE(log.texts(), QStringList{QStringLiteral("boot run")});
     QVERIFY(boxes.contents().isEmpty());
     verifySessionEnded(bench, true);
@@ -199,7 +199,7 @@ void InfraredUploadTest::stopEndsWithinOneBlock()
     WindowBench bench(adapter);
     const InfraredGate gate(adapter, ended);
     bench.start(InfraRedText, image);
-    const EmitterLog told(*bench.probe().emitter());
+    const EmitterLog heard(*bench.probe().emitter());
     const MessageLog log;
     const MessageBoxes boxes;
     bench.press();
@@ -212,7 +212,7 @@ void InfraredUploadTest::stopEndsWithinOneBlock()
     QVERIFY(bench.waitForEnd());
     QCOMPARE(bench.probe().future().result(), -1);
     QCOMPARE(adapter.calls(Transmission).size(), frames * Copies);
-    QCOMPARE(told.lines(), signalsOfSending(Blocks, frames));
+    QCOMPARE(heard.lines(), signalsOfSending(Blocks, frames));
     QVERIFY(boxes.contents().isEmpty());
     QCOMPARE(log.texts(), (QStringList{QStringLiteral("boot run"), CanceledText}));
     QCOMPARE(adapter.infraredImage(), image.left(qsizetype{frames} * BlockSize));
@@ -235,14 +235,14 @@ void InfraredUploadTest::stopDuringTheLastBlockComesTooLate()
     WindowBench bench(adapter);
     const InfraredGate gate(adapter, Frames * Copies - 1);
     bench.start(InfraRedText, unevenBytes(size));
-    const EmitterLog told(*bench.probe().emitter());
+    const EmitterLog heard(*bench.probe().emitter());
     bench.press();
     QTRY_COMPARE(adapter.calls(Transmission).size(), Frames * Copies - 1);
     bench.press();
     gate.open();
     QVERIFY(bench.waitForEnd());
     QCOMPARE(bench.probe().future().result(), 0);
-    QCOMPARE(told.lines(), signalsOfUpload(size));
+    QCOMPARE(heard.lines(), signalsOfUpload(size));
     QCOMPARE(adapter.calls(Transmission).size(), Frames * Copies);
 }
 

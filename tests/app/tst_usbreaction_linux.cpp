@@ -96,7 +96,7 @@ QString DeviceReactionTest::label(const DeviceBench &bench)
 /// When this returns, the window has reacted to every notice before it.
 void DeviceReactionTest::catchUp(DeviceBench &bench)
 {
-    const QSignalSpy notices(monitorOf(bench), &UsbMonitor::noticed);
+    const QSignalSpy notices(monitorOf(bench), &UsbMonitor::reported);
     bench.devices.addUsbDevice(LastVendorId, 1);
     QTRY_VERIFY(!notices.isEmpty() && notices.constLast()[0].value<UsbEvent>().vendorId == LastVendorId);
 }
@@ -214,8 +214,8 @@ void DeviceReactionTest::manyPortsAtOnce()
     catchUp(bench);
     QCOMPARE(entries(bench).size(), Ports);
     QCOMPARE(runs(adapter), before + Ports);
-    bench.devices.tell(first, QStringLiteral("add"));
-    bench.devices.tell(second, QStringLiteral("add"));
+    bench.devices.report(first, QStringLiteral("add"));
+    bench.devices.report(second, QStringLiteral("add"));
     catchUp(bench);
     QCOMPARE(runs(adapter), before + 3 * Ports);
     bench.devices.remove(first);
@@ -255,7 +255,7 @@ void DeviceReactionTest::unrelatedDevices()
     bench.devices.remove(bench.devices.addPlainDevice("hidraw", QStringLiteral("hidraw0"), {}, vendor));
     bench.devices.remove(bench.devices.addPlainDevice("block", QStringLiteral("sda"), {}, vendor));
     bench.devices.addSerialPort(QStringLiteral("ttyS0"), Converter, 0);
-    bench.devices.tell(bench.devices.addUsbDevice(UnrelatedVendorId, 2), QStringLiteral("change"));
+    bench.devices.report(bench.devices.addUsbDevice(UnrelatedVendorId, 2), QStringLiteral("change"));
     catchUp(bench);
     QCOMPARE(bench.widget<QMenu>("menuActions")->actions(), actions);
     QCOMPARE(runs(adapter), 1);

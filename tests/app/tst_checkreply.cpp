@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "modbus/modbus.h"
-#include "tests/modbus/upload.h"
+#include "tests/app/upload.h"
 #include "tests/support/testcase.h"
 
 namespace {

@@ -26,7 +26,7 @@ std::optional<Qt::CursorShape> overrideShape()
     return cursor ? std::optional(cursor->shape()) : std::nullopt;
 }
 
-/// Looks at the cursor, on the window's thread, while the loader tells of its start or of an error.
+/// Looks at the cursor, on the window's thread, while the loader reports its start or of an error.
 class CursorLook : public QObject
 {
 public:
