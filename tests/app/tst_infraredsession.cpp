@@ -15,7 +15,7 @@ namespace {
 
 constexpr int BlockSize = 48;
 /// In which the program has to be gone once the user closes it.
-constexpr int CloseTimeoutMs = 1000;
+constexpr int CloseTimeoutMs = 30000;
 const QString NotConnected = QStringLiteral("SUB-20 not connected!");
 const QString Transmission = QStringLiteral("sub_ir_tx");
 

@@ -174,6 +174,7 @@ void SilentFailuresTest::theWindowThatIsClosedShowsNoBox()
     });
     upload.bench.window().close();
     closed.release();
+    emit upload.bench.probe().emitter()->errorSignal(QStringLiteral("It broke"));
     QTRY_VERIFY(upload.bench.probe().future().isFinished());
     QCoreApplication::processEvents();
     QCOMPARE(upload.boxes.informativeTexts(), QStringList());
