@@ -70,7 +70,7 @@ QStringList outline(const LoaderBench &bench)
 /// Does something as soon as the transmission of this number, counted from 1, is under way.
 void atTransmission(LoaderBench &bench, int number, const std::function<void()> &action)
 {
-    bench.onEvent = [&bench, number, action, count = 0](const QString &event) mutable {
+    bench.onEvent = [number, action, count = 0](const QString &event) mutable {
         if (event.startsWith(Transmission) && ++count == number)
             action();
     };
