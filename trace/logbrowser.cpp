@@ -91,7 +91,7 @@ QList<LogBrowser::Message> LogBrowser::nextPortion()
         sentThisTurn = 0;
         return {};
     }
-    const QList<Message> portion = waiting.first(qMin(waiting.size(), qsizetype{FloodPortion}));
+    QList<Message> portion = waiting.first(qMin(waiting.size(), qsizetype{FloodPortion}));
     waiting.remove(0, portion.size());
     return portion;
 }
