@@ -287,8 +287,8 @@ void ReplyGapTest::faultsStay()
     QFETCH(const int, result);
     PanelProcess panel(words(misbehaviour));
     SerialLink link(panel.path());
-    // Only a reply that is cut short waits for the gap. For one that is too long, a panel that the machine holds up
-    // between two bursts must not look like the end.
+    // Only a reply that is cut short waits for the gap. For one that is too long, a panel that the machine
+    // holds up between two bursts must not look like the end.
     link.modbus.setReplyGap(result == MB_RX_OVERFLOW ? LongGapMs : 300);
     QCOMPARE(link.writeChunk(), result);
     QTEST(link.events.take(), "events");
