@@ -2,6 +2,7 @@
 // MainWindow: what it remembers from one start to the next.
 #include "app/mainwindow.h"
 #include "app/settingskeys.h"
+#include "connections/hexadecimal.h"
 
 #include <QFileInfo>
 #include <QLineEdit>
@@ -15,7 +16,6 @@
 namespace {
 
 constexpr int DefaultDeviceAddress = 0x50;
-constexpr int Hexadecimal = 16;
 
 /// The box shows hexadecimal digits, but holds them as the decimal number that they spell: 0x50 is the value
 /// 50. So only the digits 0 to 9 can be chosen, and an address with another digit shows as 0.

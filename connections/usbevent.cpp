@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "connections/usbevent.h"
 
+#include "connections/hexadecimal.h"
 #include "sub20/sub20.h"
 
 #include <algorithm>
@@ -11,7 +12,6 @@ constexpr quint64 DeviceArrival = 0x8000;        // DBT_DEVICEARRIVAL
 constexpr quint64 DeviceRemoveComplete = 0x8004; // DBT_DEVICEREMOVECOMPLETE
 constexpr quint32 DeviceInterface = 5;           // DBT_DEVTYP_DEVICEINTERFACE
 constexpr qsizetype PathPrefixLength = 4;
-constexpr int Hexadecimal = 16;
 
 } // namespace
 
