@@ -86,8 +86,8 @@ void MainWindow::startUpdate()
         session.forgetStop();
         return;
     }
-    const UpdateJob choices{connectionType, imageFileName,      portName,
-                            deviceAddress,  options.replyGapMs, options.checkReply};
+    const UpdateJob choices{connectionType, imageFileName, portName,
+                            deviceAddress,  options.link,  options.checkImage};
     session.start([this, choices, loader = kind->loader] {
         job = choices;
         return runLoader(loader);

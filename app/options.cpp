@@ -4,6 +4,8 @@
 #include "app/settingskeys.h"
 
 #include <QDebug>
+#include <QDir>
+#include <QFileInfo>
 #include <QSettings>
 #include <QStringList>
 
@@ -11,13 +13,18 @@
 
 namespace {
 
-constexpr int MaxReplyGapMs = 1000;
+const QString LogFileName = QStringLiteral("zephyrin-update.log");
 
-std::optional<int> replyGap(const QString &text)
+constexpr int MaxReplyGapMs = 1000;
+/// 3.5 characters at 9600 baud, rounded up: the silence that ends a frame (Modbus over Serial Line, 2.5.1.1).
+constexpr int MinRequestPauseMs = 4;
+constexpr int MaxRequestPauseMs = 50;
+
+template<int Least, int Most> std::optional<int> milliseconds(const QString &text)
 {
     bool isNumber = false;
     const int ms = text.toInt(&isNumber);
-    return isNumber && ms >= 1 && ms <= MaxReplyGapMs ? std::optional(ms) : std::nullopt;
+    return isNumber && ms >= Least && ms <= Most ? std::optional(ms) : std::nullopt;
 }
 
 std::optional<bool> onOrOff(const QString &text)
@@ -43,6 +50,14 @@ std::optional<QKeySequence> keySequence(const QString &text)
     return keys.isEmpty() ? std::nullopt : std::optional(keys);
 }
 
+/// The name of the log file; without a folder it lies beside the settings.
+std::optional<QString> logFile(const QString &text)
+{
+    if (const std::optional<bool> isOn = onOrOff(text))
+        return *isOn ? LogFileName : QString();
+    return QDir::isAbsolutePath(text) ? std::optional(text) : std::nullopt;
+}
+
 template<typename Value>
 void read(const QSettings &settings, const QString &name, std::optional<Value> (*parse)(const QString &),
           Value &option, QList<RefusedOption> &refused)
@@ -63,12 +78,22 @@ void read(const QSettings &settings, const QString &name, std::optional<Value> (
 Options readOptions(const QSettings &settings)
 {
     Options options;
-    read(settings, QStringLiteral("reply_gap"), replyGap, options.replyGapMs, options.refused);
-    read(settings, QStringLiteral("port_follows_menu"), onOrOff, options.portFollowsMenu, options.refused);
-    read(settings, QStringLiteral("tell_silent_failures"), onOrOff, options.tellSilentFailures,
-         options.refused);
-    read(settings, QStringLiteral("check_reply"), onOrOff, options.checkReply, options.refused);
-    read(settings, QStringLiteral("trace_key"), keySequence, options.traceKey, options.refused);
+    QList<RefusedOption> &refused = options.refused;
+    LinkOptions &link = options.link;
+    read(settings, QStringLiteral("reply_gap"), milliseconds<1, MaxReplyGapMs>, link.replyGapMs, refused);
+    read(settings, QStringLiteral("port_follows_menu"), onOrOff, options.portFollowsMenu, refused);
+    read(settings, QStringLiteral("tell_silent_failures"), onOrOff, options.tellSilentFailures, refused);
+    read(settings, QStringLiteral("check_reply"), onOrOff, link.checkReply, refused);
+    read(settings, QStringLiteral("trace_key"), keySequence, options.traceKey, refused);
+    read(settings, QStringLiteral("line_echo"), onOrOff, link.lineEcho, refused);
+    read(settings, QStringLiteral("log_file"), logFile, options.logFile, refused);
+    read(settings, QStringLiteral("trace_frames"), onOrOff, link.traceFrames, refused);
+    read(settings, QStringLiteral("request_pause"), milliseconds<MinRequestPauseMs, MaxRequestPauseMs>,
+         link.requestPauseMs, refused);
+    read(settings, QStringLiteral("check_image"), onOrOff, options.checkImage, refused);
+    read(settings, QStringLiteral("alert_when_done"), onOrOff, options.alertWhenDone, refused);
+    if (!options.logFile.isEmpty())
+        options.logFile = QFileInfo(settings.fileName()).dir().absoluteFilePath(options.logFile);
     reportRefused(options);
     return options;
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "update/updatejob.h"
+
 #include <QKeySequence>
 #include <QList>
 #include <QString>
@@ -19,17 +21,22 @@ struct RefusedOption
 /// off unless it is set.
 struct Options
 {
-    /// "reply_gap", 1 to 1000 ms: how long a serial reply may pause before it is complete. 0: it may not.
-    int replyGapMs = 0;
+    /// "reply_gap", 1 to 1000 ms, "request_pause", 4 to 50 ms, "check_reply", "line_echo" and "trace_frames".
+    LinkOptions link;
     /// "port_follows_menu": what is picked in the menu counts at once, and stays picked when the menu is
     /// rebuilt.
     bool portFollowsMenu = false;
     /// "tell_silent_failures": a failure without a text of its own gets an error box too.
     bool tellSilentFailures = false;
-    /// "check_reply": a reply to Write File Record that is not its echo is a failure.
-    bool checkReply = false;
+    /// "check_image": what cannot be an image is refused before anything is sent.
+    bool checkImage = false;
+    /// "alert_when_done": the task bar's entry asks for attention when a run has ended behind other windows.
+    bool alertWhenDone = false;
     /// "trace_key", a key sequence in portable text: a second hot key for the trace. Empty: none.
     QKeySequence traceKey;
+    /// "log_file", true or an absolute path: the file to which everything that happens is written, beside the
+    /// settings file unless it has a path of its own. Empty: none.
+    QString logFile;
 
     /// The keys with a value that is no good.
     QList<RefusedOption> refused;

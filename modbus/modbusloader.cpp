@@ -34,11 +34,11 @@ int ModbusLoader::run()
     QObject::connect(&modbus, SIGNAL(errorString(QString)), &context.errorReceiver,
                                      SLOT(reportError(QString)));
     modbus.setAdapter(context.adapter);
-    modbus.setTraceFlag(0);
+    const LinkOptions &options = context.job.link;
+    modbus.setTraceFlag(options.traceFrames ? 1 : 0);
     modbus.setBroadcastDelay(BroadcastDelayMs);
-    modbus.setReplyGap(context.job.replyGapMs);
-    modbus.setReplyChecked(context.job.checkReply);
-    modbus.setAdapter(context.adapter);
+    modbus.setReplyGap(options.replyGapMs);
+    modbus.setReplyChecked(options.checkReply);
     context.sub20Handle = nullptr;
     const int result = runOverLink(modbus, image);
     image.close(); // before the link goes

@@ -3,6 +3,7 @@
 #include "tests/support/messagelog.h"
 #include "tests/support/testcase.h"
 
+#include <QDir>
 #include <QFile>
 #include <QSettings>
 #include <QTemporaryDir>
@@ -18,6 +19,10 @@ private slots:
     void allAreRead();
     void goodValues_data();
     void goodValues();
+    void requestPauses_data();
+    void requestPauses();
+    void logFiles_data();
+    void logFiles();
     void refusedValues_data();
     void refusedValues();
     void refusedKeysCanBeReportedAgain();
@@ -48,8 +53,11 @@ Options OptionsTest::read(const QByteArray &lines)
 
 bool OptionsTest::areOff(const Options &options)
 {
-    return options.replyGapMs == 0 && !options.portFollowsMenu && !options.tellSilentFailures &&
-           !options.checkReply && options.traceKey.isEmpty();
+    const LinkOptions &link = options.link;
+    return link.replyGapMs == 0 && !link.checkReply && !link.lineEcho && link.requestPauseMs == 50 &&
+           !link.traceFrames && !options.portFollowsMenu && !options.tellSilentFailures &&
+           !options.checkImage && !options.alertWhenDone && options.traceKey.isEmpty() &&
+           options.logFile.isEmpty();
 }
 
 QByteArray OptionsTest::content() const
@@ -78,12 +86,20 @@ void OptionsTest::allAreRead()
 {
     MessageLog log;
     const Options options = read("reply_gap=50\nport_follows_menu=true\ntell_silent_failures=true\n"
-                                 "check_reply=true\ntrace_key=Ctrl+F12");
-    QCOMPARE(options.replyGapMs, 50);
+                                 "check_reply=true\ntrace_key=Ctrl+F12\nline_echo=true\nlog_file=true\n"
+                                 "trace_frames=true\nrequest_pause=5\ncheck_image=true\n"
+                                 "alert_when_done=true");
+    QCOMPARE(options.link.replyGapMs, 50);
     QVERIFY(options.portFollowsMenu);
     QVERIFY(options.tellSilentFailures);
-    QVERIFY(options.checkReply);
+    QVERIFY(options.link.checkReply);
     QCOMPARE(options.traceKey, QKeySequence(Qt::CTRL | Qt::Key_F12));
+    QVERIFY(options.link.lineEcho);
+    QCOMPARE(options.logFile, folder.filePath(QStringLiteral("zephyrin-update.log")));
+    QVERIFY(options.link.traceFrames);
+    QCOMPARE(options.link.requestPauseMs, 5);
+    QVERIFY(options.checkImage);
+    QVERIFY(options.alertWhenDone);
     QCOMPARE(log.take(), QStringList());
 }
 
@@ -109,9 +125,46 @@ void OptionsTest::goodValues()
     QFETCH(const QByteArray, line);
     MessageLog log;
     const Options options = read(line);
-    QTEST(options.replyGapMs, "replyGapMs");
-    QTEST(options.checkReply, "checkReply");
+    QTEST(options.link.replyGapMs, "replyGapMs");
+    QTEST(options.link.checkReply, "checkReply");
     QTEST(options.traceKey, "traceKey");
+    QCOMPARE(log.take(), QStringList());
+}
+
+void OptionsTest::requestPauses_data()
+{
+    QTest::addColumn<QByteArray>("value");
+    QTest::addColumn<int>("ms");
+    QTest::newRow("the silence between two frames") << QByteArray("4") << 4;
+    QTest::newRow("one less than without the key") << QByteArray("49") << 49;
+    QTest::newRow("as without the key") << QByteArray("50") << 50;
+}
+
+void OptionsTest::requestPauses()
+{
+    QFETCH(const QByteArray, value);
+    MessageLog log;
+    QTEST(read("request_pause=" + value).link.requestPauseMs, "ms");
+    QCOMPARE(log.take(), QStringList());
+}
+
+void OptionsTest::logFiles_data()
+{
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<QString>("file");
+    const QString beside = folder.filePath(QStringLiteral("zephyrin-update.log"));
+    QTest::newRow("on") << QStringLiteral("true") << beside;
+    QTest::newRow("On") << QStringLiteral("True") << beside;
+    QTest::newRow("off") << QStringLiteral("false") << QString();
+    const QString elsewhere = QDir::cleanPath(QDir::tempPath() + QStringLiteral("/a b/site 1.log"));
+    QTest::newRow("a path") << elsewhere << elsewhere;
+}
+
+void OptionsTest::logFiles()
+{
+    QFETCH(const QString, value);
+    MessageLog log;
+    QTEST(read("log_file=" + value.toUtf8()).logFile, "file");
     QCOMPARE(log.take(), QStringList());
 }
 
@@ -122,7 +175,12 @@ void OptionsTest::refusedValues_data()
     for (const char *const value :
          {"-1", "-50", "0", "1001", "99999999999", "50.5", "50 ms", "0x32", "fast", "true", "", "50, 60"})
         QTest::addRow("reply_gap=%s", value) << QByteArray("reply_gap") << QByteArray(value);
-    for (const char *const key : {"port_follows_menu", "tell_silent_failures", "check_reply"}) {
+    for (const char *const value : {"-4", "0", "3", "51", "4.5", "4 ms", "true", "", "4, 5"})
+        QTest::addRow("request_pause=%s", value) << QByteArray("request_pause") << QByteArray(value);
+    for (const char *const value : {"", "yes", "site.log", "../site.log", "true, true"})
+        QTest::addRow("log_file=%s", value) << QByteArray("log_file") << QByteArray(value);
+    for (const char *const key : {"port_follows_menu", "tell_silent_failures", "check_reply", "line_echo",
+                                  "trace_frames", "check_image", "alert_when_done"}) {
         for (const char *const value : {"-1", "0", "1", "1001", "yes", "", "true, true"})
             QTest::addRow("%s=%s", key, value) << QByteArray(key) << QByteArray(value);
     }
@@ -170,8 +228,8 @@ void OptionsTest::aRefusedKeyLeavesTheOthers()
 {
     MessageLog log;
     const Options options = read("reply_gap=1001\ncheck_reply=true");
-    QCOMPARE(options.replyGapMs, 0);
-    QVERIFY(options.checkReply);
+    QCOMPARE(options.link.replyGapMs, 0);
+    QVERIFY(options.link.checkReply);
     QCOMPARE(log.take().size(), 1);
 }
 
