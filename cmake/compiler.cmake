@@ -26,6 +26,13 @@ if(ZEPHYRIN_SANITIZERS)
     add_link_options(-fsanitize=${ZEPHYRIN_SANITIZERS})
 endif()
 
+# For the program's own libraries alone: tests are not looked at.
+add_library(zephyrin_coverage INTERFACE)
+if(ZEPHYRIN_COVERAGE)
+    target_compile_options(zephyrin_coverage INTERFACE --coverage -fprofile-abs-path -fprofile-update=atomic)
+    add_link_options(--coverage)
+endif()
+
 # What distributions harden their programs with. A gcc that has a level of its own would warn of another one.
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     add_compile_options("$<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2;-fstack-protector-strong>")
