@@ -33,6 +33,15 @@ if(ZEPHYRIN_COVERAGE)
     add_link_options(--coverage)
 endif()
 
+# For every program that has threads of Qt.
+add_library(zephyrin_leakcheck INTERFACE)
+if(ZEPHYRIN_SANITIZERS MATCHES "address")
+    add_library(zephyrin_leakcheckobject OBJECT cmake/leakcheck.cpp)
+    set_target_properties(zephyrin_leakcheckobject PROPERTIES AUTOMOC OFF AUTOUIC OFF AUTORCC OFF)
+    target_link_libraries(zephyrin_leakcheckobject PRIVATE zephyrin_warnings)
+    target_sources(zephyrin_leakcheck INTERFACE $<TARGET_OBJECTS:zephyrin_leakcheckobject>)
+endif()
+
 # What distributions harden their programs with. A gcc that has a level of its own would warn of another one.
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     add_compile_options("$<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2;-fstack-protector-strong>")
