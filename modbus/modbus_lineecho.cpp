@@ -14,8 +14,11 @@
 bool Modbus::takeLineEcho(std::int32_t requestLength, const QDeadlineTimer &echoEnd)
 {
     lineEchoWhole = false;
-    while (serialPort->bytesAvailable() < requestLength && !echoEnd.hasExpired() && !lineGone)
-        serialPort->waitForReadyRead(static_cast<int>(echoEnd.remainingTime()));
+    qint64 before = -1;
+    while (serialPort->bytesAvailable() < requestLength && serialPort->bytesAvailable() > before) {
+        before = serialPort->bytesAvailable();
+        awaitBytes(static_cast<std::int32_t>(echoEnd.remainingTime()));
+    }
     if (serialPort->bytesAvailable() < requestLength) // this thread may have slept: one last look
         serialPort->waitForReadyRead(0);
     lineEchoWhole = serialPort->bytesAvailable() >= requestLength;
