@@ -20,6 +20,7 @@ const QString RxTimeout = QStringLiteral("debug: modbus_RTU_COM: rx timeout");
 constexpr int LongGapMs = 5000;
 /// The tests that go through many records take the shortest pause.
 constexpr int ShortPauseMs = 4;
+constexpr int ReplyTimeoutMs = 10000;
 constexpr int RequestSize = 44;
 /// What the line takes for them at most.
 constexpr int RequestMs = 51;
@@ -126,7 +127,10 @@ void LineEchoTest::inPortions()
     });
     EchoingLink link(panel.path());
     link.modbus.setReplyChecked(true);
+    QElapsedTimer timer;
+    timer.start();
     QCOMPARE(link.write(), 0);
+    QVERIFY(timer.elapsed() < ReplyTimeoutMs); // or the reply is only found when it is given up
     QCOMPARE(link.port.bytesAvailable(), 0);
     QCOMPARE(link.events.take(), QStringList(ChunkWritten));
 }
@@ -149,7 +153,10 @@ void LineEchoTest::echoAndReplyInPortions()
     });
     EchoingLink link(panel.path(), LongGapMs);
     link.modbus.setReplyChecked(true);
+    QElapsedTimer timer;
+    timer.start();
     QCOMPARE(link.write(), 0);
+    QVERIFY(timer.elapsed() < ReplyTimeoutMs); // or the reply is only found when it is given up
     QCOMPARE(link.port.bytesAvailable(), 0);
     QCOMPARE(link.events.take(), QStringList(ChunkWritten));
 }
@@ -248,7 +255,8 @@ void LineEchoTest::silenceBehindTheEchoTakesTenSeconds()
     QElapsedTimer timer;
     timer.start();
     QCOMPARE(link.write(), 138);
-    QVERIFY2(timer.elapsed() >= ShortPauseMs + EchoMs + 10000, qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(timer.elapsed() >= ShortPauseMs + EchoMs + ReplyTimeoutMs,
+             qPrintable(QString::number(timer.elapsed())));
     QCOMPARE(link.events.take(), (QStringList{ChunkWritten, RxTimeout}));
 }
 
