@@ -40,14 +40,14 @@ private:
     {
         return desktop->demandsAttention(program().processId(), program().mainWindow().name());
     }
-    /// Goes to another window while an update runs, and waits for its end.
-    void updateBehindAnotherWindow(const PanelProcess &panel, qsizetype records = SomeRecords) const;
+    /// Goes to another window while an update runs, waits for its end, and sees whether there is an alert.
+    void updateBehindAnotherWindow(const PanelProcess &panel) const;
 };
 
-void SystemAlert::updateBehindAnotherWindow(const PanelProcess &panel, qsizetype records) const
+void SystemAlert::updateBehindAnotherWindow(const PanelProcess &panel) const
 {
     plugIn(panel);
-    rememberImage(records * RecordSize);
+    rememberImage(SomeRecords * RecordSize);
     startProgram();
     pressUpdateButton();
     QVERIFY(panel.waitForRecords(1));
@@ -56,10 +56,12 @@ void SystemAlert::updateBehindAnotherWindow(const PanelProcess &panel, qsizetype
     QVERIFY(program().isUpdating());
     QVERIFY(!demandsAttention());
     waitForEndOfUpdate();
-    if (settings().value(Key) == On)
+    if (settings().value(Key) == On) {
         QTRY_VERIFY(demandsAttention());
-    else
+    } else {
         QTest::qWait(WhileMs);
+        QVERIFY(!demandsAttention());
+    }
     QVERIFY(!program().mainWindow().is(Accessible::State::Active));
 }
 
@@ -77,8 +79,7 @@ void SystemAlert::anEndBehindAnotherWindowAlerts()
     const PanelProcess panel(misbehaviour);
     settings().setValue(Key, On);
     updateBehindAnotherWindow(panel);
-    QVERIFY(demandsAttention());
-    program().raise(program().mainWindow());
+    // The other window is gone, and this one is in front again.
     QTRY_VERIFY(!demandsAttention());
 }
 
@@ -86,7 +87,6 @@ void SystemAlert::withoutTheKeyNothingDoes()
 {
     const PanelProcess panel;
     updateBehindAnotherWindow(panel);
-    QVERIFY(!demandsAttention());
 }
 
 void SystemAlert::anEndInFrontDoesNot()
