@@ -32,6 +32,8 @@ public:
     void click(QPoint point) const;
     /// Brings a window to the front and gives it the keyboard, as a click in a task bar does.
     void raise(const QString &title) const;
+    /// Whether a window of the process asks for attention, as a task bar shows it.
+    bool demandsAttention(qint64 processId, const QString &title) const;
     /// Keys held down together, in xdotool's words: "ctrl+shift+bracketright".
     void press(const QString &keys) const;
     /// Key by key.
