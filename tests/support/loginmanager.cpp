@@ -19,8 +19,6 @@ constexpr int EndTimeoutMs = 10000;
 constexpr const char *AddressVariable = "DBUS_SYSTEM_BUS_ADDRESS";
 
 const QString ServiceName = QStringLiteral("org.freedesktop.login1");
-/// In Qt's list of connections.
-const QString Name = QStringLiteral("made-up login manager");
 
 bool isClosedElsewhere(int end)
 {
@@ -30,11 +28,12 @@ bool isClosedElsewhere(int end)
 
 } // namespace
 
-LoginManager::LoginManager() : addressBefore(qgetenv(AddressVariable))
+LoginManager::LoginManager()
+    : addressBefore(qgetenv(AddressVariable)), name(QStringLiteral("made up %1").arg(quintptr(this)))
 {
     startBus();
     qputenv(AddressVariable, busAddress.toUtf8());
-    connection = QDBusConnection::connectToBus(busAddress, Name);
+    connection = QDBusConnection::connectToBus(busAddress, name);
     QVERIFY2(connection.isConnected(), qPrintable(connection.lastError().message()));
     QVERIFY(connection.registerObject(QStringLiteral("/org/freedesktop/login1"), this,
                                       QDBusConnection::ExportAllSlots));
@@ -44,7 +43,7 @@ LoginManager::LoginManager() : addressBefore(qgetenv(AddressVariable))
 LoginManager::~LoginManager()
 {
     addressBefore.isNull() ? qunsetenv(AddressVariable) : qputenv(AddressVariable, addressBefore);
-    QDBusConnection::disconnectFromBus(Name);
+    QDBusConnection::disconnectFromBus(name);
     bus.terminate();
     if (!bus.waitForFinished(EndTimeoutMs))
         bus.kill();

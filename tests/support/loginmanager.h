@@ -61,6 +61,8 @@ private:
     QProcess bus;
     QString busAddress;
     QByteArray addressBefore;
+    /// In Qt's list of connections.
+    const QString name;
     QDBusConnection connection{QString()};
     QStringList refused;
     bool waits = false;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "tests/support/loginmanager.h"
 #include "tests/system/accessible.h"
 
 #include <QDBusConnection>
@@ -12,8 +13,8 @@
 #include <QTemporaryDir>
 
 /// A desktop of its own, which no other one on the machine sees or touches: a screen without a monitor, a
-/// window manager, a session bus and the accessibility bus. One per process; it lives as long as this object.
-/// Failing to start fails the running test.
+/// window manager, a session bus, the accessibility bus and a login manager. One per process; it lives as
+/// long as this object. Failing to start fails the running test.
 class Desktop
 {
 public:
@@ -49,6 +50,8 @@ private:
     QByteArray tool(const QString &program, const QStringList &arguments) const;
 
     QTemporaryDir home;
+    /// Before the environment, which leads to it.
+    LoginManager login;
     QProcessEnvironment variables;
     QProcess screen;
     QProcess windowManager;
