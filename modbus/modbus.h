@@ -2,6 +2,7 @@
 #pragma once
 
 #include "modbus/frames.h"
+#include "modbus/linetime.h"
 #include "modbus/modbusresult.h"
 #include "sub20/sub20.h"
 
@@ -44,9 +45,8 @@ class Modbus : public QObject
 public:
     /// The longest reply over a serial port, in bytes.
     static constexpr std::int32_t LongestReply = 255;
-    /// What it takes on the line, rounded up: 9600 baud, 11 bits a byte at most (start, 8 data, parity,
-    /// stop).
-    static constexpr std::int32_t LongestReplyMs = (LongestReply * 11 * 1000 + 9600 - 1) / 9600;
+    /// What it takes on the line at most.
+    static constexpr std::int32_t LongestReplyMs = rtu::lineTimeMs(LongestReply, rtu::MostBitsPerByte);
     /// How many reply gaps a whole reply has room for beside that: the panel may pause once, and the port or
     /// its converter may hold the end back once.
     static constexpr std::int32_t GapsPerReply = 2;
