@@ -10,8 +10,8 @@
 int main(int argc, char *argv[])
 {
     // Before anything can be logged, so that Qt's own first messages are in the log file, too.
-    startLogFile(chosenLogFile(QSettings(QSettings::IniFormat, QSettings::UserScope, SettingsOrganisation,
-                                         SettingsApplication)));
+    startLogFile(chosenLogFile(
+        QSettings(QSettings::IniFormat, QSettings::UserScope, SettingsOrganisation, SettingsApplication)));
     QApplication application(argc, argv);
     MainWindow window;
     window.show();

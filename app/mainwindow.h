@@ -2,6 +2,7 @@
 #pragma once
 
 #include "app/hardware.h"
+#include "app/logbook.h"
 #include "app/options.h"
 #include "update/errorreporter.h"
 #include "update/firmwareloader.h"
@@ -33,8 +34,7 @@ class Ui_MainWindow;
 struct UsbEvent;
 enum class ConnectionLoader;
 
-/// The program's one window: what it shows, and what it is wired to. Everything runs on the GUI thread but
-/// the two loaders.
+/// The program's one window and its wiring. Everything runs on the GUI thread but the two loaders.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -98,8 +98,7 @@ private:
     // mainwindow_update.cpp
     void refreshUpdateButton();
     void startUpdate();
-    /// The loaders run on a pool thread. They return a LoaderResult, an adapter's error code or a
-    /// ModbusResult.
+    /// On a pool thread. A LoaderResult, an adapter's error code or a ModbusResult.
     int runLoader(ConnectionLoader loader);
     int irBoot();
     int modbusBoot();
@@ -142,6 +141,7 @@ private:
     std::unique_ptr<ConnectionLabel> connectionLabel;
     bool barIsOnLightGround = false;
     UsbMonitor *usbMonitor = nullptr;
+    LogBook logBook;
     /// What the loader works with; belongs to its thread while it runs.
     UpdateJob job;
     UpdateSession session{future, watcher, stopRequested};

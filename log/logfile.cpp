@@ -39,9 +39,9 @@ QString LogFile::append(QFile &file, const QByteArray &line) const
     return why;
 }
 
-/// The file is copied and emptied rather than renamed: Windows renames none that another program has open, and
-/// elsewhere that program would go on writing to the old one. Where there is no room for the copy, the old
-/// lines go.
+/// The file is copied and emptied rather than renamed: Windows renames none that another program has open,
+/// and elsewhere that program would go on writing to the old one. Where there is no room for the copy, the
+/// old lines go.
 void LogFile::beginAnew(QFile &file) const
 {
     const QString previous = filePath + QStringLiteral(".1");

@@ -26,7 +26,7 @@ QStringList portAccessTexts(const PortAccess &access)
     if (access.holders.isEmpty())
         texts += QStringLiteral("no process that can be looked into has %1 open").arg(access.path);
     if (access.unseenProcesses > 0)
-        texts += QStringLiteral("%1 processes, other users', cannot be looked into")
-                     .arg(access.unseenProcesses);
+        texts +=
+            QStringLiteral("%1 processes, other users', cannot be looked into").arg(access.unseenProcesses);
     return texts;
 }

@@ -6,8 +6,8 @@
 #include <QStringList>
 #include <QtGlobal>
 
-/// What keeps a serial port from being opened, as far as the system lets this program see: who has it open, and
-/// whether the user may use it at all. A sentence each.
+/// What keeps a serial port from being opened, as far as the system lets this program see: who has it open,
+/// and whether the user may use it at all. A sentence each.
 [[nodiscard]] QStringList whyPortIsRefused(const QString &portName);
 
 /// A program that has a file open.

@@ -40,9 +40,12 @@ std::optional<bool> holds(const QString &process, dev_t device)
     const QByteArray folder = QFile::encodeName(process + QStringLiteral("/fd"));
     if (::access(folder.constData(), R_OK | X_OK) != 0)
         return errno == ENOENT ? std::optional(false) : std::nullopt; // it may have ended
-    const QStringList files = QDir(process + QStringLiteral("/fd")).entryList(QDir::AllEntries | QDir::System);
+    const QStringList files =
+        QDir(process + QStringLiteral("/fd")).entryList(QDir::AllEntries | QDir::System);
     for (const QString &file : files) {
-        struct stat status{};
+        struct stat status
+        {
+        };
         const QByteArray path = folder + '/' + QFile::encodeName(file);
         if (::stat(path.constData(), &status) == 0 && S_ISCHR(status.st_mode) && status.st_rdev == device)
             return true;
@@ -74,7 +77,9 @@ QStringList whyPortIsRefused(const QString &portName)
     PortAccess access;
     access.path = portName.startsWith(u'/') ? portName : QStringLiteral("/dev/") + portName;
     const QByteArray path = QFile::encodeName(access.path);
-    struct stat status{};
+    struct stat status
+    {
+    };
     access.exists = ::stat(path.constData(), &status) == 0;
     if (access.exists) {
         access.mayBeUsed = ::access(path.constData(), R_OK | W_OK) == 0;

@@ -14,6 +14,9 @@ public:
     /// What the records go over. None: the run fails without a word once the image is open.
     enum class Link { None, Sub20, SerialPort };
 
+    /// How many bytes of the image a record holds; the last one may have fewer.
+    static constexpr int ChunkSize = 32;
+
     ModbusLoader(LoaderContext lent, Link over);
 
     [[nodiscard]] int run() override;
