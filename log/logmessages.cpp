@@ -42,7 +42,7 @@ void write(QtMsgType level, const QString &text)
         QThread::currentThreadId() == windowThread ? LogThread::Window : LogThread::Loader;
     const bool isWritten = file.write(logLine(QDateTime::currentDateTime(), thread, level, text));
     if (!isWritten && !problemWasReported.exchange(true))
-        passOn(QtWarningMsg, {}, problemText(file));
+        passOn(QtWarningMsg, QMessageLogContext(nullptr, 0, nullptr, "default"), problemText(file));
     isWriting = false;
 }
 
