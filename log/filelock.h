@@ -15,6 +15,8 @@ public:
     FileLock &operator=(const FileLock &) = delete;
 
     [[nodiscard]] bool isHeld() const { return held; }
+    /// Whether the file is still the one of its name: another program may have renamed it meanwhile.
+    [[nodiscard]] bool isCurrent() const;
 
 private:
     [[nodiscard]] bool tryLock();

@@ -6,6 +6,7 @@
 #include <QThread>
 
 #include <sys/file.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -31,4 +32,17 @@ FileLock::~FileLock()
 bool FileLock::tryLock()
 {
     return ::flock(file.handle(), LOCK_EX | LOCK_NB) == 0;
+}
+
+bool FileLock::isCurrent() const
+{
+    struct stat opened
+    {
+    };
+    struct stat named
+    {
+    };
+    return ::fstat(file.handle(), &opened) == 0 &&
+           ::stat(QFile::encodeName(file.fileName()).constData(), &named) == 0 &&
+           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }

@@ -51,3 +51,9 @@ bool FileLock::tryLock()
     return LockFileEx(handleOf(file), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place) !=
            0;
 }
+
+/// Windows renames no file that is open.
+bool FileLock::isCurrent() const
+{
+    return true;
+}

@@ -30,8 +30,8 @@ public:
     [[nodiscard]] const QString &path() const { return filePath; }
 
 private:
-    [[nodiscard]] QString append(QFile &file, const QByteArray &line) const;
-    void beginAnew(QFile &file) const;
+    [[nodiscard]] bool wasMovedAway(QFile &file, qint64 bytes) const;
+    [[nodiscard]] static QString append(QFile &file, const QByteArray &line, bool isLocked);
 
     const QString filePath;
     const qint64 largest;

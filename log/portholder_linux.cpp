@@ -34,8 +34,15 @@ QString nameOf(const QString &process)
                                           : QStringLiteral("a program without a name");
 }
 
-/// Whether the process has the device open; nothing when it cannot be looked into.
-std::optional<bool> holds(const QString &process, dev_t device)
+/// Whether it is the same file, or another file of the same device.
+bool isSameDevice(const struct stat &file, const struct stat &port)
+{
+    return S_ISCHR(file.st_mode) &&
+           (file.st_rdev == port.st_rdev || (file.st_dev == port.st_dev && file.st_ino == port.st_ino));
+}
+
+/// Whether the process has the port open; nothing when it cannot be looked into.
+std::optional<bool> holds(const QString &process, const struct stat &port)
 {
     const QByteArray folder = QFile::encodeName(process + QStringLiteral("/fd"));
     if (::access(folder.constData(), R_OK | X_OK) != 0)
@@ -47,13 +54,13 @@ std::optional<bool> holds(const QString &process, dev_t device)
         {
         };
         const QByteArray path = folder + '/' + QFile::encodeName(file);
-        if (::stat(path.constData(), &status) == 0 && S_ISCHR(status.st_mode) && status.st_rdev == device)
+        if (::stat(path.constData(), &status) == 0 && isSameDevice(status, port))
             return true;
     }
     return false;
 }
 
-void findHolders(PortAccess &access, dev_t device)
+void findHolders(PortAccess &access, const struct stat &port)
 {
     const QStringList names = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     for (const QString &name : names) {
@@ -62,7 +69,7 @@ void findHolders(PortAccess &access, dev_t device)
         if (!isProcess)
             continue;
         const QString process = QStringLiteral("/proc/") + name;
-        const std::optional<bool> isHolder = holds(process, device);
+        const std::optional<bool> isHolder = holds(process, port);
         if (!isHolder)
             ++access.unseenProcesses;
         else if (*isHolder)
@@ -87,7 +94,7 @@ QStringList whyPortIsRefused(const QString &portName)
         access.group = group.isEmpty() ? QString::number(status.st_gid) : group;
         access.isInGroup = isInGroup(status.st_gid);
         if (S_ISCHR(status.st_mode))
-            findHolders(access, status.st_rdev);
+            findHolders(access, status);
     }
     return portAccessTexts(access);
 }

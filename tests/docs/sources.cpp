@@ -105,7 +105,7 @@ QString fileText(const QString &path)
 QStringList programSources()
 {
     QStringList sources;
-    for (const char *folder : {"app", "connections", "modbus", "sub20", "trace", "update"}) {
+    for (const char *folder : {"app", "connections", "log", "modbus", "sub20", "trace", "update"}) {
         QDirIterator files(inRepository(QLatin1String(folder)),
                            {QStringLiteral("*.cpp"), QStringLiteral("*.h")}, QDir::Files);
         while (files.hasNext())
