@@ -164,7 +164,7 @@ QStringList errorTexts(const QStringList &sources)
 QStringList logTexts(const QStringList &sources)
 {
     static const QRegularExpression statement(
-        QStringLiteral(R"(\bq(?:Debug|Info|Warning|Critical|Fatal)\(([^;]*);)"));
+        QStringLiteral(R"(\b(?:q(?:Debug|Info|Warning|Critical|Fatal)|logNote)\(([^;]*);)"));
     QStringList texts;
     for (const QString &source : sources) {
         for (const QRegularExpressionMatch &match : statement.globalMatch(source))
