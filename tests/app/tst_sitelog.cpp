@@ -69,6 +69,7 @@ private slots:
     void aStartThatWaits();
     void aWaitingStartThatIsTakenBack();
     void theWindowIsClosed();
+    void aLoaderThatDoesNotBegin();
     void noConnection();
     void theTraceShowsWhatItAlwaysShows();
 
@@ -241,6 +242,12 @@ void SiteLogTest::aRunThatFails()
                  {QStringLiteral("window info     run # sent 1 of 2 blocks, which nobody confirms, in # s"),
                   QStringLiteral("window info     run # reported: ") + error,
                   end(QStringLiteral("result 7, an error of the adapter's library"))}));
+
+    // The next run has nothing to do with it.
+    site.scripted.answer(QStringLiteral("sub_ir_tx"), 0);
+    site.bench.press();
+    QVERIFY(site.bench.waitForEnd());
+    QCOMPARE(takeRuns(), QStringList({begin(), end(QStringLiteral("result 0, the whole image was sent"))}));
 }
 
 void SiteLogTest::anAdapterThatIsMissing()
@@ -360,6 +367,14 @@ void SiteLogTest::theWindowIsClosed()
         takeRuns(),
         QStringList({begin(), end(QStringLiteral("result -1, not all of the image was sent; stopped, the "
                                                  "window was closed"))}));
+}
+
+void SiteLogTest::aLoaderThatDoesNotBegin()
+{
+    Site site;
+    take();
+    site.bench.runLoader([] { return 0; }); // no run of the window's own
+    QCOMPARE(takeNotes(), QStringList());
 }
 
 void SiteLogTest::noConnection()

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
+#include "log/filelock.h"
 #include "log/logfile.h"
 #include "tests/support/testcase.h"
 
+#include <QDir>
 #include <QFile>
+#include <QHash>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
@@ -27,6 +30,7 @@ private slots:
     void theUsualSizeIsFiveMebibytes();
     void threadsTearNoLines();
     void programsTearNoLines();
+    void oneHasTheLockAtATime();
     void aFileThatCannotBeOpenedIsReported();
 
 private:
@@ -178,6 +182,20 @@ void LogFileTest::programsTearNoLines()
     }
     QVERIFY(QFile::exists(previous()));
     verifyWholeLines(names, Count);
+}
+
+void LogFileTest::oneHasTheLockAtATime()
+{
+    QFile file(path());
+    QFile again(path());
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Append));
+    QVERIFY(again.open(QIODevice::WriteOnly | QIODevice::Append));
+    {
+        const FileLock first(file);
+        QVERIFY(first.isHeld());
+        QVERIFY(!FileLock(again).isHeld());
+    }
+    QVERIFY(FileLock(again).isHeld());
 }
 
 void LogFileTest::aFileThatCannotBeOpenedIsReported()
