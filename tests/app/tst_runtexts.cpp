@@ -222,6 +222,7 @@ void RunTextsTest::results_data()
     for (const int type : {ConnectionInfraRed, ConnectionModbusSub20, ConnectionComPort}) {
         row(type, 0, "result 0, the whole image was sent");
         row(type, -1, "result -1, not all of the image was sent");
+        row(type, 0x20000, "result 131072, the image was refused");
         row(type, 7, "result 7, an error of the adapter's library");
     }
     row(ConnectionComPort, 1, "result 1, the serial port took less than a whole request");
@@ -231,6 +232,7 @@ void RunTextsTest::results_data()
     row(ConnectionModbusSub20, 104, "result 104, the panel's reply is damaged");
     row(ConnectionModbusSub20, 138, "result 138, the panel does not reply");
     row(ConnectionModbusSub20, 0x10000, "result 65536, the panel's reply is not the echo of the request");
+    row(ConnectionComPort, 0x10001, "result 65537, the converter did not return what was sent");
     // By infrared there is no panel's reply, whatever the adapter's library numbers its errors.
     row(ConnectionInfraRed, 138, "result 138, an error of the adapter's library");
 }
