@@ -8,6 +8,9 @@ install(DIRECTORY ${windows}/licences DESTINATION .)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION . RENAME LICENSE.txt)
 install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/docs/user-guide.md DESTINATION docs)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/images DESTINATION docs)
+if(guide_page)
+    install(FILES ${guide_page} DESTINATION docs)
+endif()
 
 # Qt's libraries and plug-ins, and those of the tool chain. Qt's own script for this has a tool that runs on Windows.
 if(CMAKE_HOST_WIN32)
