@@ -39,7 +39,7 @@ endfunction()
 if(WIN32)
     set(qt_files "Qt6Core.dll, Qt6Gui.dll, Qt6SerialPort.dll, Qt6Widgets.dll and plug-ins, with what Qt itself brings along")
 else()
-    set(qt_files "libQt6Core.so.6, libQt6Gui.so.6, libQt6SerialPort.so.6, libQt6Widgets.so.6")
+    set(qt_files "libQt6Core.so.6, libQt6DBus.so.6, libQt6Gui.so.6, libQt6SerialPort.so.6, libQt6Widgets.so.6")
 endif()
 sbom_component(qt NAME Qt VERSION ${Qt6_VERSION} SUPPLIER "Organization: The Qt Company Ltd" LICENCE LGPL-3.0-only
     CPE qt:qt:${Qt6_VERSION} FILES "${qt_files}")
