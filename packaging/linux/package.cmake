@@ -39,6 +39,7 @@ set(CPACK_GENERATOR DEB)
 # The symbols go into a package of their own, whose name ends in -dbgsym.
 set(CPACK_STRIP_FILES OFF)
 set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
+list(PREPEND CPACK_POST_BUILD_SCRIPTS ${linux}/finish-symbols.cmake)
 list(APPEND CPACK_PRE_BUILD_SCRIPTS ${linux}/finish-deb.cmake)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_NAME ${package})
