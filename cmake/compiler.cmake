@@ -42,11 +42,7 @@ if(ZEPHYRIN_SANITIZERS MATCHES "address")
     target_sources(zephyrin_leakcheck INTERFACE $<TARGET_OBJECTS:zephyrin_leakcheckobject>)
 endif()
 
-# What distributions harden their programs with. A gcc that has a level of its own would warn of another one.
-if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
-    add_compile_options("$<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2;-fstack-protector-strong>")
-    add_link_options("$<$<CONFIG:Release>:-Wl,-z,relro,-z,now>")
-endif()
+include(${CMAKE_CURRENT_LIST_DIR}/release.cmake)
 
 # Qt's own strictness, for everything that knows Qt: no conversion that nobody wrote, nothing that Qt has given up.
 add_library(zephyrin_strictqt INTERFACE)

@@ -28,13 +28,19 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zephyrin-update.1 DESTINATION ${CMAKE_
 # Not where pkg-config says that udev's rules are: that may be outside the prefix. udev reads this folder below /usr
 # and below /usr/local.
 install(FILES ${linux}/70-zephyrin-sub20.rules DESTINATION lib/udev/rules.d)
-install(FILES ${linux}/copyright ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/docs/user-guide.md
+install(FILES ${linux}/copyright ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/docs/user-guide.md ${sbom}
     DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/images DESTINATION ${CMAKE_INSTALL_DOCDIR})
+if(guide_page)
+    install(FILES ${guide_page} DESTINATION ${CMAKE_INSTALL_DOCDIR})
+endif()
 
 set(CPACK_GENERATOR DEB)
-set(CPACK_STRIP_FILES ON)
-set(CPACK_PRE_BUILD_SCRIPTS ${linux}/finish-deb.cmake)
+# The symbols go into a package of their own, whose name ends in -dbgsym.
+set(CPACK_STRIP_FILES OFF)
+set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
+list(PREPEND CPACK_POST_BUILD_SCRIPTS ${linux}/finish-symbols.cmake)
+list(APPEND CPACK_PRE_BUILD_SCRIPTS ${linux}/finish-deb.cmake)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_NAME ${package})
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)

@@ -252,7 +252,7 @@ void WorkedExamplesTest::modbusLayout()
     QCOMPARE(numberIn(cellBehind(table, QStringLiteral("3"))), int{request.at(3)});
     QCOMPARE(numberIn(cellBehind(table, QStringLiteral("4, 5"))),
              constantIn(QStringLiteral("modbus/modbusloader.cpp"), QStringLiteral("ImageFileNumber")));
-    QCOMPARE(constantIn(QStringLiteral("modbus/modbusloader.cpp"), QStringLiteral("ChunkSize")), ChunkSize);
+    QCOMPARE(constantIn(QStringLiteral("modbus/modbusloader.h"), QStringLiteral("ChunkSize")), ChunkSize);
 }
 
 void WorkedExamplesTest::modbusResults()
