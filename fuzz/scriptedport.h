@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "fuzz/input.h"
+#include "fuzz/virtualtime.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QSerialPort>
+
+#include <algorithm>
+#include <optional>
+
+/// A serial port without a device: what it receives, and when, is written down beforehand. As with the real
+/// one, bytes that have come over the line are there to be read only when an event loop or a wait has taken
+/// them in.
+class ScriptedPort : public QSerialPort
+{
+public:
+    struct Portion
+    {
+        qint64 pauseNs = 0; ///< from the portion before, or from the request
+        QByteArray bytes;
+        QSerialPort::SerialPortError error = QSerialPort::NoError;
+    };
+
+    ScriptedPort() { setOpenMode(QIODevice::ReadWrite | QIODevice::Unbuffered); }
+    ~ScriptedPort() override { setOpenMode(QIODevice::NotOpen); }
+    ScriptedPort(const ScriptedPort &) = delete;
+    ScriptedPort &operator=(const ScriptedPort &) = delete;
+
+    /// The request that was written last.
+    QByteArray request;
+    /// How many bytes of a request are taken; all of them without a number.
+    std::optional<qint64> accepted;
+    qint64 writingNs = 0;
+    /// What will come.
+    QList<Portion> script;
+    /// What has been read since this was emptied, and where the first byte of it went.
+    QByteArray given;
+    const char *firstByte = nullptr;
+
+    std::optional<qint64> nextNs() const
+    {
+        return script.isEmpty() ? std::nullopt : std::optional(lastNs + script.constFirst().pauseNs);
+    }
+    void takeNext()
+    {
+        lastNs = std::max(*nextNs(), lastNs);
+        const Portion portion = script.takeFirst();
+        if (portion.error != QSerialPort::NoError) {
+            emit errorOccurred(portion.error);
+            return;
+        }
+        buffer += portion.bytes;
+        emit readyRead();
+    }
+    /// The pauses of the script count from now.
+    void begin() { lastNs = VirtualTime::nowNs(); }
+
+    qint64 bytesAvailable() const override { return buffer.size(); }
+    bool waitForReadyRead(int ms) override
+    {
+        REQUIRE(ms == 0); // nothing but a look
+        return takeDue();
+    }
+    bool waitForBytesWritten(int ms) override
+    {
+        const qint64 longestNs = qint64{ms} * 1'000'000;
+        const qint64 endNs = VirtualTime::nowNs() + std::min(writingNs, longestNs);
+        // What comes meanwhile is taken in, as by the real one.
+        while (nextNs() && *nextNs() <= endNs) {
+            VirtualTime::sleepNs(std::max<qint64>(*nextNs() - VirtualTime::nowNs(), 0));
+            takeNext();
+        }
+        VirtualTime::sleepNs(std::max<qint64>(endNs - VirtualTime::nowNs(), 0));
+        emit bytesWritten(request.size());
+        return writingNs <= longestNs;
+    }
+
+protected:
+    qint64 writeData(const char *bytes, qint64 size) override
+    {
+        request = QByteArray(bytes, size);
+        begin();
+        return accepted ? std::min(*accepted, size) : size;
+    }
+    qint64 readData(char *bytes, qint64 size) override
+    {
+        if (buffer.isEmpty())
+            return 0;
+        if (given.isEmpty())
+            firstByte = bytes;
+        const qint64 count = std::min<qint64>(size, buffer.size());
+        // One behind the other, and all of them in the room for the longest frame.
+        REQUIRE(bytes == firstByte + given.size() && given.size() + count <= 256);
+        std::copy_n(buffer.constData(), count, bytes);
+        given += buffer.first(count);
+        buffer.remove(0, count);
+        return count;
+    }
+
+private:
+    bool takeDue()
+    {
+        bool any = false;
+        while (nextNs() && *nextNs() <= VirtualTime::nowNs()) {
+            takeNext();
+            any = true;
+        }
+        return any;
+    }
+
+    QByteArray buffer;
+    qint64 lastNs = 0;
+};
