@@ -2,6 +2,7 @@
 #pragma once
 
 #include "modbus/frames.h"
+#include "modbus/linetime.h"
 #include "modbus/modbusresult.h"
 #include "sub20/sub20.h"
 
@@ -24,8 +25,10 @@ class QTimer;
 /// link knows no stop: it holds its thread until the request has ended by itself.
 ///
 /// Every time of the link, who keeps it, and what it ends in. Over a serial port, xferCom() keeps them all:
-/// - 50 ms before a request: then it goes out.
+/// - setRequestPause(), 50 ms, before a request: then it goes out.
 /// - 500 ms for writing it: then the reply is awaited, whatever was written.
+/// - With setLineEcho(), what the line takes for the request and LineEchoSlackMs, from when it is handed over,
+///   for all of its echo: MB_LINE_ECHO_WRONG. What follows here begins behind the echo.
 /// - 10000 ms for the reply to begin, by the reply timer: MB_TIMEOUT.
 /// - 2 ms behind the reply's first byte: then the rest is read.
 /// - setReplyGap() for each pause within the reply, by the reply timer: what has come by then is the reply.
@@ -44,12 +47,15 @@ class Modbus : public QObject
 public:
     /// The longest reply over a serial port, in bytes.
     static constexpr std::int32_t LongestReply = 255;
-    /// What it takes on the line, rounded up: 9600 baud, 11 bits a byte at most (start, 8 data, parity,
-    /// stop).
-    static constexpr std::int32_t LongestReplyMs = (LongestReply * 11 * 1000 + 9600 - 1) / 9600;
+    /// What it takes on the line at most.
+    static constexpr std::int32_t LongestReplyMs = rtu::lineTimeMs(LongestReply, rtu::MostBitsPerByte);
     /// How many reply gaps a whole reply has room for beside that: the panel may pause once, and the port or
     /// its converter may hold the end back once.
     static constexpr std::int32_t GapsPerReply = 2;
+    /// How much later than the line could have carried it a request may come back from the converter.
+    static constexpr std::int32_t LineEchoSlackMs = 1000;
+    /// The silence before a request by default. It ends the frame before for the panel's receiver.
+    static constexpr std::int32_t DefaultRequestPauseMs = 50;
 
     explicit Modbus(QObject *parent = nullptr);
     ~Modbus() override;
@@ -66,6 +72,11 @@ public:
     void setReplyGap(std::int32_t ms) { replyGap = std::max(ms, 0); }
     /// Whether the reply to Write File Record has to be the request's echo; by default it need not.
     void setReplyChecked(bool checked) { replyChecked = checked; }
+    /// Whether the serial port's converter returns all that is sent. What it returns is then taken off the
+    /// line in front of each reply, and behind a broadcast, and has to be the request.
+    void setLineEcho(bool echoes) { lineEcho = echoes; }
+    /// The pause in ms in front of each request over a serial port; it is never shorter. Below 0 is 0.
+    void setRequestPause(std::int32_t ms) { requestPause = std::max(ms, 0); }
     /// The binding through which SUB-20 handles are used; not owned. By default the process's one.
     void setAdapter(Sub20 &binding) { adapter = &binding; }
     /// The open port to talk over; not owned. Without one, exchanges need a SUB-20 handle.
@@ -122,10 +133,19 @@ private:
     qint64 readByte(std::int32_t count, const QDeadlineTimer &replyEnd);
     std::int32_t readReply();
 
+    // The echo of the line: modbus_lineecho.cpp
+
+    bool takeLineEcho(std::int32_t requestLength, const QDeadlineTimer &echoEnd);
+    QString lineEchoText(std::uint16_t recordNumber) const;
+
     std::int32_t traceFlag = 0;
     std::int32_t broadcastDelay = 0;
     std::int32_t replyGap = 0;
     bool replyChecked = false;
+    bool lineEcho = false;
+    /// All of the last request's echo came, whether it was right or not.
+    bool lineEchoWhole = false;
+    std::int32_t requestPause = DefaultRequestPauseMs;
     rtu::FrameBuffer requestBuffer{};
     rtu::FrameBuffer replyBuffer{};
     /// How many bytes of the reply buffer the last reply took.

@@ -31,8 +31,6 @@ constexpr int LongestTimeoutMs = INT_MAX / MicrosecondsPerMillisecond;
 /// The most that the adapter receives in one exchange.
 constexpr std::size_t RsReceiveSize = 62;
 
-/// Lets the panel's receiver see the silence that ends the frame before.
-constexpr unsigned long RequestPauseMs = 50;
 constexpr int WriteTimeoutMs = 500;
 constexpr int ReplyTimeoutMs = 10000;
 constexpr int FirstBytePauseMs = 2;
@@ -41,6 +39,14 @@ constexpr int FirstBytePauseMs = 2;
 bool isRequest(std::int32_t length)
 {
     return length >= 0 && length <= static_cast<std::int32_t>(rtu::FrameBuffer().size());
+}
+
+/// Sleeps for `ms`. A single sleep may end a little early, on Windows above all.
+void sleepAtLeast(std::int32_t ms)
+{
+    const QDeadlineTimer end(ms, Qt::PreciseTimer);
+    while (!end.hasExpired())
+        QThread::msleep(static_cast<unsigned long>(std::max<qint64>(end.remainingTime(), 0)));
 }
 
 } // namespace
@@ -92,10 +98,14 @@ std::int32_t Modbus::xferCom(std::int32_t requestLength)
         return -MB_TX_FAILED;
     lineGone = false;
     serialPort->flush();
-    QThread::msleep(RequestPauseMs);
+    sleepAtLeast(requestPause);
+    const QDeadlineTimer echoEnd(LineEchoSlackMs + rtu::lineTimeMs(requestLength, rtu::MostBitsPerByte),
+                                 Qt::PreciseTimer);
     if (!sendRequest(requestLength))
         return -MB_TX_FAILED;
     replyBuffer.fill(0);
+    if (lineEcho && !takeLineEcho(requestLength, echoEnd))
+        return -MB_LINE_ECHO_WRONG;
     if (requestBuffer[0] == BroadcastAddress)
         return 0;
     // A quick reply can begin while the request is still being written. What follows it within the pause

@@ -39,6 +39,8 @@ int ModbusLoader::run()
     modbus.setBroadcastDelay(BroadcastDelayMs);
     modbus.setReplyGap(options.replyGapMs);
     modbus.setReplyChecked(options.checkReply);
+    modbus.setLineEcho(options.lineEcho);
+    modbus.setRequestPause(options.requestPauseMs);
     context.sub20Handle = nullptr;
     const int result = runOverLink(modbus, image);
     image.close(); // before the link goes

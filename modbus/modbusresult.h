@@ -17,6 +17,9 @@ enum ModbusResult : std::int32_t {
     /// The reply had to be the request's echo, and is not. Beyond the numbers that the panel's side and the
     /// adapter are known to use; an error of the adapter's library is passed on whatever its number.
     MB_NO_ECHO = 0x10000,
+    /// The converter had to return the request in front of the reply, and did not: not all of it in time, or
+    /// not as it was sent. It says nothing about the panel.
+    MB_LINE_ECHO_WRONG = 0x10001,
 };
 
 /// Words for the results that come without an error text of their own.

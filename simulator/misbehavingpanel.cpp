@@ -5,6 +5,17 @@
 
 namespace simulator {
 
+namespace {
+
+bool sendsException(const Misbehaviour &faults, const Bytes &reply)
+{
+    const bool silent =
+        faults.silent || reply.empty() || (faults.hangUp && !faults.cutTo) || faults.cutTo == 0;
+    return faults.exceptionCode.has_value() && !silent;
+}
+
+} // namespace
+
 MisbehavingPanel::MisbehavingPanel(std::uint8_t address, const Misbehaviour &misbehaviour)
     : panel(address), faults(misbehaviour)
 {
@@ -23,10 +34,9 @@ Schedule MisbehavingPanel::answer(ByteView request)
 
     Bytes reply = panel.answer(request, lost ? PanelModel::Taking::Discard : PanelModel::Taking::Store);
     if (!forThisPanel)
-        return {};
-    Schedule schedule = planReply(reply, replyBefore, faults, recordIndex);
-    const bool forced = lost && !schedule.bursts.empty() && faults.exceptionCode.has_value();
-    if (forced && panel.counts().exceptions == exceptionsBefore)
+        return planEcho(faults, recordIndex, request);
+    Schedule schedule = planReply(reply, replyBefore, faults, recordIndex, request);
+    if (lost && sendsException(faults, reply) && panel.counts().exceptions == exceptionsBefore)
         ++forcedExceptions;
     if (!reply.empty())
         replyBefore = std::move(reply);

@@ -1,28 +1,22 @@
 // SPDX-License-Identifier: MIT
 #include "simulator/misbehaviour.h"
 
+#include "simulator/delivery.h"
+#include "simulator/lineecho.h"
+
 #include <algorithm>
 
 namespace simulator {
 
 namespace {
 
-constexpr std::uint64_t BitsPerByte = 10; // start bit, 8 data bits, stop bit
-constexpr std::uint64_t BaudRate = 9600;
-constexpr std::uint64_t UsPerSecond = 1'000'000;
 constexpr std::uint64_t UsPerMs = 1000;
-constexpr std::uint64_t FifoTimeoutBytes = 4;   // a UART hands over a part-full FIFO when idle so long
 constexpr std::uint64_t HangUpPauseUs = 50'000; // a terminal that is hung up drops what was not read yet
 constexpr std::uint8_t ExceptionBit = 0x80;
 constexpr std::uint8_t TrailingByte = 0x5A;
 constexpr std::uint8_t EndlessByteCount = 0xFF;
 constexpr std::size_t HeaderBytes = 2; // address, function
 constexpr std::size_t CrcBytes = 2;
-
-constexpr std::uint64_t lineTimeUs(std::uint64_t bytes)
-{
-    return bytes * BitsPerByte * UsPerSecond / BaudRate;
-}
 
 Bytes exceptionTo(const Bytes &reply, std::uint8_t code)
 {
@@ -70,71 +64,6 @@ Bytes faultyReply(const Bytes &reply, const Bytes &replyBefore, const Misbehavio
     return faulty;
 }
 
-using Times = std::vector<std::uint64_t>; // one per byte, in microseconds from the start of the reply
-
-// When the last bit of each byte has passed over the line; all zero when nothing imitates a line's speed.
-Times arrivalTimes(std::size_t size, bool onALine, std::optional<std::size_t> gapAfter, std::uint64_t gapUs)
-{
-    Times times(size, 0);
-    for (std::size_t i = 0; i < size; ++i) {
-        times[i] = onALine ? lineTimeUs(i + 1) : 0;
-        if (gapAfter && i >= *gapAfter)
-            times[i] += gapUs;
-    }
-    return times;
-}
-
-void holdInFifo(Times &times, std::size_t triggerLevel)
-{
-    std::size_t first = 0;
-    while (first < times.size()) {
-        std::size_t last = first;
-        const auto idleAt = [&times](std::size_t i) { return times[i] + lineTimeUs(FifoTimeoutBytes); };
-        while (last - first + 1 < triggerLevel && last + 1 < times.size() && times[last + 1] <= idleAt(last))
-            ++last;
-        const bool full = last - first + 1 == triggerLevel;
-        const std::uint64_t handedOver = full ? times[last] : idleAt(last);
-        std::fill(times.begin() + static_cast<std::ptrdiff_t>(first),
-                  times.begin() + static_cast<std::ptrdiff_t>(last + 1), handedOver);
-        first = last + 1;
-    }
-}
-
-// The converter sends what it holds each time its timer ends.
-void holdForLatencyTimer(Times &times, std::uint64_t periodUs)
-{
-    for (std::uint64_t &time : times)
-        time = (time + periodUs - 1) / periodUs * periodUs;
-}
-
-Times deliveryTimes(std::size_t size, const Misbehaviour &misbehaviour, bool faulty, bool pacing)
-{
-    const bool onALine =
-        pacing && (misbehaviour.paced || misbehaviour.burstBytes != 0 || misbehaviour.latencyMs != 0);
-    Times times = arrivalTimes(size, onALine, faulty ? misbehaviour.splitAfter : std::nullopt,
-                               misbehaviour.splitGapMs * UsPerMs);
-    if (pacing && misbehaviour.burstBytes != 0)
-        holdInFifo(times, misbehaviour.burstBytes);
-    else if (pacing && misbehaviour.latencyMs != 0)
-        holdForLatencyTimer(times, misbehaviour.latencyMs * UsPerMs);
-    return times;
-}
-
-std::vector<Burst> burstsOf(const Bytes &bytes, const Times &times, std::uint64_t delayUs)
-{
-    std::vector<Burst> bursts;
-    std::uint64_t before = 0;
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        if (i == 0 || times[i] != before) {
-            const std::uint64_t extraUs = i == 0 ? delayUs : 0;
-            bursts.push_back({times[i] - before + extraUs, {}});
-            before = times[i];
-        }
-        bursts.back().bytes.push_back(bytes[i]);
-    }
-    return bursts;
-}
-
 } // namespace
 
 bool isFaulty(const Misbehaviour &misbehaviour, std::uint32_t recordIndex)
@@ -149,20 +78,36 @@ bool losesRecord(const Misbehaviour &misbehaviour, std::uint32_t recordIndex)
 }
 
 Schedule planReply(const Bytes &reply, const Bytes &replyBefore, const Misbehaviour &misbehaviour,
-                   std::uint32_t recordIndex)
+                   std::uint32_t recordIndex, ByteView request)
 {
     const bool faulty = isFaulty(misbehaviour, recordIndex);
     const bool pacing = recordIndex >= misbehaviour.pacingFromRecord.value_or(misbehaviour.fromRecord);
     const Bytes bytes = faulty ? faultyReply(reply, replyBefore, misbehaviour) : reply;
     const std::uint64_t lateMs = faulty ? misbehaviour.lateMs : 0;
     const std::uint64_t delayUs = (misbehaviour.answerMs + lateMs) * UsPerMs;
+    Line line;
+    if (pacing)
+        line = {misbehaviour.paced, misbehaviour.burstBytes, misbehaviour.latencyMs * UsPerMs};
+    Gap gap;
+    if (faulty)
+        gap = {misbehaviour.splitAfter, misbehaviour.splitGapMs * UsPerMs};
 
     Schedule schedule;
-    schedule.bursts = burstsOf(bytes, deliveryTimes(bytes.size(), misbehaviour, faulty, pacing), delayUs);
+    schedule.bursts =
+        misbehaviour.lineEcho
+            ? deliverBehindEcho(lineEcho(request, bytes, misbehaviour, faulty), line, gap, delayUs)
+            : deliver(bytes, line, gap, delayUs);
     schedule.hangUp = faulty && misbehaviour.hangUp;
     if (schedule.hangUp)
         schedule.hangUpDelayUs = schedule.bursts.empty() ? delayUs : HangUpPauseUs;
     return schedule;
+}
+
+Schedule planEcho(const Misbehaviour &misbehaviour, std::uint32_t recordIndex, ByteView request)
+{
+    Misbehaviour converter = misbehaviour;
+    converter.hangUp = false;
+    return planReply({}, {}, converter, recordIndex, request);
 }
 
 } // namespace simulator

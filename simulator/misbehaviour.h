@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "simulator/delivery.h"
 #include "simulator/panelmodel.h"
 
 #include <cstddef>
@@ -13,8 +14,9 @@ namespace simulator {
 /// The two CRC bytes of a reply that can be inverted.
 enum class CrcFlip { None, Low, High, Both };
 
-/// What is wrong with the panel's replies, and how the line hands their bytes over. The faults begin with
-/// record `fromRecord`, the pacing with record `pacingFromRecord` (the same one when empty).
+/// What is wrong with the panel's replies, and how the line hands their bytes over. The faults, also those of
+/// the converter's echo, begin with record `fromRecord`, the pacing with record `pacingFromRecord` (the same
+/// one when empty).
 struct Misbehaviour
 {
     std::uint32_t fromRecord = 0;
@@ -36,16 +38,16 @@ struct Misbehaviour
     std::optional<std::size_t> splitAfter; ///< a gap behind so many bytes
     std::uint32_t splitGapMs = 30;
 
+    // What the converter returns of all that is sent, in front of the reply.
+    bool lineEcho = false;
+    bool lineEchoFlip = false;              ///< one bit of it is wrong
+    std::optional<std::size_t> lineEchoCut; ///< only its first so many bytes
+    bool lineEchoCollide = false;           ///< the reply begins in its middle
+
     // How it is handed over; at most one of the three.
     bool paced = false;          ///< each byte as it ends on a 9600 baud line
     std::size_t burstBytes = 0;  ///< as a UART with this trigger level does at 9600 baud
     std::uint32_t latencyMs = 0; ///< as a USB converter with this latency timer does
-};
-
-struct Burst
-{
-    std::uint64_t delayBeforeUs = 0; ///< from the burst before; the first one's from the request's end
-    Bytes bytes;
 };
 
 struct Schedule
@@ -62,8 +64,12 @@ bool isFaulty(const Misbehaviour &misbehaviour, std::uint32_t recordIndex);
 bool losesRecord(const Misbehaviour &misbehaviour, std::uint32_t recordIndex);
 
 /// When and in which pieces the line delivers `reply`. An empty reply stays silent, though the line may still
-/// be hung up. `replyBefore` is the reply to the request before, empty if there was none.
+/// be hung up. `replyBefore` is the reply to the request before, empty if there was none. `request` is what a
+/// converter may return in front of the reply.
 Schedule planReply(const Bytes &reply, const Bytes &replyBefore, const Misbehaviour &misbehaviour,
-                   std::uint32_t recordIndex);
+                   std::uint32_t recordIndex, ByteView request = {});
+
+/// The same for a request that is not for the panel: nothing but the echo.
+Schedule planEcho(const Misbehaviour &misbehaviour, std::uint32_t recordIndex, ByteView request);
 
 } // namespace simulator

@@ -19,7 +19,7 @@ constexpr std::uint32_t LargestFifoBytes = 256;
 using M = Misbehaviour;
 using N = std::uint32_t;
 
-constexpr std::array<MisbehaviourOption, 19> Options{{
+constexpr std::array<MisbehaviourOption, 23> Options{{
     {"from-record", "number", "the misbehaviour begins with this record (default 0)", 0, LargestRecord,
      [](M &m, N value) { m.fromRecord = value; }},
     {"pacing-from-record", "number", "paced, bursts or latency-ms begins here (default: from-record)", 0,
@@ -50,6 +50,13 @@ constexpr std::array<MisbehaviourOption, 19> Options{{
      [](M &m, N value) { m.splitAfter = value; }},
     {"split-gap-ms", "ms", "the length of that gap (default 30)", 0, LargestMs,
      [](M &m, N value) { m.splitGapMs = value; }},
+    {"line-echo", "", "all that is received is returned in front of the reply, as by some converters", 0, 0,
+     [](M &m, N) { m.lineEcho = true; }},
+    {"line-echo-flip", "", "one bit of that echo wrong", 0, 0, [](M &m, N) { m.lineEchoFlip = true; }},
+    {"line-echo-cut", "bytes", "only the first so many bytes of that echo", 0, LargestByteNumber,
+     [](M &m, N value) { m.lineEchoCut = value; }},
+    {"line-echo-collide", "", "the reply begins in the middle of that echo", 0, 0,
+     [](M &m, N) { m.lineEchoCollide = true; }},
     {"paced", "", "every byte as it ends on a 9600 baud line, 1.04 ms each", 0, 0,
      [](M &m, N) { m.paced = true; }},
     {"bursts", "bytes", "in bursts as a UART with this trigger level (8, 14, 16 ...) gives at 9600 baud", 1,
@@ -57,6 +64,23 @@ constexpr std::array<MisbehaviourOption, 19> Options{{
     {"latency-ms", "ms", "as a USB converter with this latency timer (mostly 16) gives at 9600 baud", 1,
      LargestMs, [](M &m, N value) { m.latencyMs = value; }},
 }};
+
+std::string echoContradiction(const Misbehaviour &misbehaviour)
+{
+    const bool damaged =
+        misbehaviour.lineEchoFlip || misbehaviour.lineEchoCut.has_value() || misbehaviour.lineEchoCollide;
+    if (damaged && !misbehaviour.lineEcho)
+        return "\"line-echo-flip\", \"line-echo-cut\" and \"line-echo-collide\" need \"line-echo\"";
+    if (misbehaviour.lineEchoFlip && misbehaviour.lineEchoCut == 0)
+        return "\"line-echo-flip\" needs a byte of the echo";
+    if (!misbehaviour.lineEchoCollide)
+        return {};
+    if (misbehaviour.lineEchoFlip || misbehaviour.lineEchoCut)
+        return "\"line-echo-collide\" goes with neither \"line-echo-flip\" nor \"line-echo-cut\"";
+    if (misbehaviour.silent || misbehaviour.hangUp)
+        return "\"line-echo-collide\" needs a reply";
+    return {};
+}
 
 } // namespace
 
@@ -106,7 +130,7 @@ std::string contradiction(const Misbehaviour &misbehaviour)
                         (misbehaviour.latencyMs != 0 ? 1 : 0);
     if (pacings > 1)
         return "only one of \"paced\", \"bursts\" and \"latency-ms\" can be chosen";
-    return {};
+    return echoContradiction(misbehaviour);
 }
 
 } // namespace simulator

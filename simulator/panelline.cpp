@@ -137,8 +137,9 @@ std::optional<PanelLine::End> PanelLine::deliver(const Schedule &schedule)
         when += microseconds(burst.delayBeforeUs);
         if (!waitUntil(when))
             return End::Stopped;
-        const std::size_t taken = wire.write(burst.bytes);
+        // From before it is handed over: a gap may seem longer than it is, but never shorter.
         exchangeEnded = Clock::now();
+        const std::size_t taken = wire.write(burst.bytes);
         log("reply", burst.bytes);
         if (taken < burst.bytes.size())
             log("lost", ByteView(burst.bytes).subspan(taken));

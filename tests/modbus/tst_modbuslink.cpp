@@ -20,6 +20,7 @@ private slots:
     void everyPortErrorHasAMeaning_data();
     void everyPortErrorHasAMeaning();
     void aWholeReplyHasADeadline();
+    void whatTheLineTakes();
     void bytesWrittenSaysHowMany();
     void delayIsNeverShorter_data();
     void delayIsNeverShorter();
@@ -60,6 +61,16 @@ void ModbusLinkTest::aWholeReplyHasADeadline()
 {
     QCOMPARE(Modbus::LongestReplyMs, 293); // 255 bytes of 11 bits at 9600 baud take 292.2 ms
     QCOMPARE(Modbus::GapsPerReply, 2);
+}
+
+void ModbusLinkTest::whatTheLineTakes()
+{
+    QCOMPARE(rtu::lineTimeUs(0), 0);
+    QCOMPARE(rtu::lineTimeUs(1), 1042); // 1041.7
+    QCOMPARE(rtu::lineTimeUs(96), 100'000);
+    QCOMPARE(rtu::lineTimeUs(4'000'000'000), 4'166'666'666'667);
+    QCOMPARE(rtu::lineTimeMs(44), 46);                       // a record: 45.8
+    QCOMPARE(rtu::lineTimeMs(44, rtu::MostBitsPerByte), 51); // 50.4
 }
 
 void ModbusLinkTest::bytesWrittenSaysHowMany()
