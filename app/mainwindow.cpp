@@ -35,6 +35,7 @@ MainWindow::MainWindow(QWidget *parent, Hardware lent)
     : QMainWindow(parent),
       ui(std::make_unique<Ui_MainWindow>()),
       hardware(std::move(lent)),
+      stayAwake(hardware.stayAwake(*this)),
       errorReporter([this](const QString &text) {
           session.noteError();
           showErrorBox(text);

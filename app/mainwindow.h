@@ -98,8 +98,7 @@ private:
     // mainwindow_update.cpp
     void refreshUpdateButton();
     void startUpdate();
-    /// The loaders run on a pool thread. They return a LoaderResult, an adapter's error code or a
-    /// ModbusResult.
+    /// On a pool thread, as the loaders. A LoaderResult, an adapter's error code or a ModbusResult.
     int runLoader(ConnectionLoader loader);
     int irBoot();
     int modbusBoot();
@@ -142,6 +141,7 @@ private:
     std::unique_ptr<ConnectionLabel> connectionLabel;
     bool barIsOnLightGround = false;
     UsbMonitor *usbMonitor = nullptr;
+    const std::unique_ptr<StayAwake> stayAwake;
     /// What the loader works with; belongs to its thread while it runs.
     UpdateJob job;
     UpdateSession session{future, watcher, stopRequested};

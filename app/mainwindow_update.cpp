@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: MIT
 // MainWindow: one update, from the choice of its image to its end, and the error box.
+#include "app/bartext.h"
 #include "app/mainwindow.h"
 #include "app/settingskeys.h"
 #include "connections/connection.h"
 #include "modbus/modbusloader.h"
 #include "modbus/modbusresult.h"
 #include "update/elapsedtext.h"
+#include "update/imagecheck.h"
 #include "update/infraredloader.h"
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QDebug>
 #include <QDir>
 #include <QFileDialog>
@@ -21,19 +24,6 @@
 #include <QSettings>
 
 #include <optional>
-
-namespace {
-
-/// Of the bar itself, a screen reader gets the number alone.
-void showBarText(QProgressBar &bar, const QString &text)
-{
-    if (bar.format() == text)
-        return;
-    bar.setFormat(text);
-    bar.setAccessibleDescription(text);
-}
-
-} // namespace
 
 void MainWindow::btnLoadImageClicked()
 {
@@ -92,10 +82,14 @@ void MainWindow::startUpdate()
         job = choices;
         return runLoader(loader);
     });
+    stayAwake->hold();
 }
 
 int MainWindow::runLoader(ConnectionLoader loader)
 {
+    const qint64 most = loader == ConnectionLoader::Modbus ? ModbusLoader::MaxImageSize : AnyImageSize;
+    if (const int result = checkImage(loaderContext(), most); result != LoaderDone)
+        return result;
     switch (loader) {
     case ConnectionLoader::InfraRed:
         return irBoot();
@@ -148,6 +142,9 @@ void MainWindow::handleFinished()
     if (!end->restarts) {
         updBtn->setText(StartText);
         loadImg->setEnabled(true);
+        stayAwake->release();
+        if (options.alertWhenDone)
+            QApplication::alert(this); // unless it is in front
     }
     // A bar that is full stays so. But a stopped run did not fill it, even where the last piece that was sent
     // completes the count; and a run that has waited for this end begins with an empty one.

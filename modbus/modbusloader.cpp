@@ -16,6 +16,7 @@ namespace {
 
 constexpr std::int32_t BroadcastDelayMs = 100;
 constexpr int ChunkSize = 32;
+static_assert(ModbusLoader::MaxImageSize == ChunkSize * 0x10000);
 constexpr int ChunksPerProgress = 3;
 constexpr std::uint16_t ImageFileNumber = 0;
 

@@ -3,6 +3,8 @@
 
 #include "update/firmwareloader.h"
 
+#include <QtGlobal>
+
 class ImageFile;
 class Modbus;
 
@@ -13,6 +15,9 @@ class ModbusLoader final : public FirmwareLoader
 public:
     /// What the records go over. None: the run fails without a word once the image is open.
     enum class Link { None, Sub20, SerialPort };
+
+    /// As far as the records' 16-bit numbers reach; behind it they begin again.
+    static constexpr qint64 MaxImageSize = 0x200000;
 
     ModbusLoader(LoaderContext lent, Link over);
 

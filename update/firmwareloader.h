@@ -13,9 +13,15 @@
 class Emitter;
 class QObject;
 
-/// What every loader returns for success, and for a failure or a stop. Any other value is an error code of
-/// the adapter's library or a result of the Modbus link.
-enum LoaderResult : int { LoaderDone = 0, LoaderFailed = -1 };
+/// What every loader returns for success, and for a failure or a stop; and what a run ends with whose image
+/// was refused before its loader began. Any other value is an error code of the adapter's library or a result
+/// of the Modbus link.
+enum LoaderResult : int {
+    LoaderDone = 0,
+    LoaderFailed = -1,
+    /// Beyond the numbers that the panel's side and the adapter are known to use.
+    ImageRefused = 0x20000
+};
 
 /// What a loader is lent for one run. The loader works on a thread of its own, and whoever lends keeps all of
 /// it alive until run() has returned.

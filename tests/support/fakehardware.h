@@ -6,9 +6,11 @@
 #include <QList>
 #include <QPointer>
 #include <QString>
+#include <QStringList>
 #include <QWidget>
 
 #include <algorithm>
+#include <memory>
 
 /// A binding that finds no adapter, whatever the machine has.
 inline Sub20 &noAdapter()
@@ -41,7 +43,8 @@ public:
     /// For MainWindow's constructor.
     Hardware hardware()
     {
-        return {adapter, [this] { return ports; }, [this](QWidget *window) { return makeMonitor(window); }};
+        return {adapter, [this] { return ports; }, [this](QWidget *window) { return makeMonitor(window); },
+                [this](QWidget &) { return std::make_unique<Awake>(awakeCalls); }};
     }
 
     /// From now on the port is listed, behind those before it; its name, for remove(). Nothing is reported.
@@ -69,8 +72,23 @@ public:
         return std::count_if(monitors.begin(), monitors.end(),
                              [](const QPointer<UsbMonitor> &monitor) { return !monitor.isNull(); });
     }
+    /// How the window has kept the computer awake: "hold", "release", and "end" for its own.
+    QStringList awake() const { return awakeCalls; }
 
 private:
+    /// Leaves the computer alone, and writes down what it is asked for.
+    class Awake : public StayAwake
+    {
+    public:
+        explicit Awake(QStringList &list) : calls(list) {}
+        ~Awake() override { calls += QStringLiteral("end"); }
+        void hold() override { calls += QStringLiteral("hold"); }
+        void release() override { calls += QStringLiteral("release"); }
+
+    private:
+        QStringList &calls;
+    };
+
     /// Reports what the test says.
     class Monitor : public UsbMonitor
     {
@@ -88,4 +106,5 @@ private:
     Sub20 &adapter;
     QList<SerialPort> ports;
     QList<QPointer<UsbMonitor>> monitors;
+    QStringList awakeCalls;
 };

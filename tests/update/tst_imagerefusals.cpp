@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include "tests/support/loaderbench.h"
 #include "tests/support/testcase.h"
+#include "update/imagecheck.h"
 #include "update/imagefile.h"
 
 #include <QProcess>
@@ -22,6 +24,7 @@ private slots:
     void openFailsWithoutAFreeDescriptor();
     void failedReadHasTheSystemsWords();
     void failedReadKeepsTheErrorNumber();
+    void anImageThatCannotBeReadIsRefused();
 
 private:
     QString smallFile() const
@@ -111,6 +114,17 @@ void ImageRefusalsTest::failedReadKeepsTheErrorNumber()
     std::array<std::uint8_t, 32> block{};
     QCOMPARE(image.read(block), -1);
     QCOMPARE(image.errorText(), QStringLiteral("No such process"));
+}
+
+void ImageRefusalsTest::anImageThatCannotBeReadIsRefused()
+{
+    LoaderBench bench;
+    bench.job.checkImage = true;
+    bench.job.imageFileName = QStringLiteral("/proc/self/mem");
+    QCOMPARE(checkImage(bench.context(), AnyImageSize), ImageRefused);
+    QCOMPARE(bench.events(),
+             QStringList(QStringLiteral("errorSignal The image is not sent: it cannot be read to its end: "
+                                        "Input/output error")));
 }
 
 QTEST_GUILESS_MAIN(ImageRefusalsTest)
