@@ -36,7 +36,10 @@ public:
     qint64 writingNs = 0;
     /// What will come.
     QList<Portion> script;
-    /// What has been read since this was emptied, and where the first byte of it went.
+    /// Whether what is read at one go is the echo of the request, in front of the reply.
+    bool readsEcho = false;
+    QByteArray echo;
+    /// What has been read of the reply since this was emptied, and where the first byte of it went.
     QByteArray given;
     const char *firstByte = nullptr;
 
@@ -53,7 +56,8 @@ public:
             return;
         }
         buffer += portion.bytes;
-        emit readyRead();
+        if (!portion.bytes.isEmpty())
+            emit readyRead();
     }
     /// The pauses of the script count from now.
     void begin() { lastNs = VirtualTime::nowNs(); }
@@ -89,18 +93,26 @@ protected:
     {
         if (buffer.isEmpty())
             return 0;
+        const qint64 count = std::min<qint64>(size, buffer.size());
+        if (size > 1) {
+            REQUIRE(readsEcho && given.isEmpty() && echo.size() + size <= request.size());
+            return hand(bytes, count, echo);
+        }
         if (given.isEmpty())
             firstByte = bytes;
-        const qint64 count = std::min<qint64>(size, buffer.size());
         // One behind the other, and all of them in the room for the longest frame.
         REQUIRE(bytes == firstByte + given.size() && given.size() + count <= 256);
-        std::copy_n(buffer.constData(), count, bytes);
-        given += buffer.first(count);
-        buffer.remove(0, count);
-        return count;
+        return hand(bytes, count, given);
     }
 
 private:
+    qint64 hand(char *bytes, qint64 count, QByteArray &kept)
+    {
+        std::copy_n(buffer.constData(), count, bytes);
+        kept += buffer.first(count);
+        buffer.remove(0, count);
+        return count;
+    }
     bool takeDue()
     {
         bool any = false;
