@@ -4,6 +4,8 @@
 #include "simulator/misbehavingpanel.h"
 #include "simulator/misbehaviouroptions.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,6 +44,26 @@ Bytes drawRequest(Input &input)
     return request;
 }
 
+/// A request that was confirmed is made of records of whole registers, each behind a head of its own, up to
+/// the frame's end. The last one stands in the image.
+void requireStored(const Bytes &image, ByteView request)
+{
+    std::size_t at = 3;
+    const std::size_t end = request.size() - 2;
+    REQUIRE(request.size() <= 256 && request[2] == end - at && at < end);
+    while (at < end) {
+        REQUIRE(at + 7 < end && request[at] == 6 && request[at + 1] == 0 && request[at + 2] == 0);
+        const std::size_t offset = ((request[at + 3] * std::size_t{256}) + request[at + 4]) * RecordBytes;
+        const std::size_t size = ((request[at + 5] * std::size_t{256}) + request[at + 6]) * 2;
+        REQUIRE(size > 0 && size <= RecordBytes && at + 7 + size <= end);
+        const ByteView data = request.subspan(at + 7, size);
+        at += 7 + size;
+        REQUIRE(at < end || offset + size <= image.size());
+        REQUIRE(at < end ||
+                std::equal(data.begin(), data.end(), image.begin() + static_cast<std::ptrdiff_t>(offset)));
+    }
+}
+
 void requireSense(const PanelModel &model, ByteView request, const Bytes &reply)
 {
     REQUIRE(model.image().size() <= LongestImage);
@@ -52,6 +74,8 @@ void requireSense(const PanelModel &model, ByteView request, const Bytes &reply)
         return;
     REQUIRE(hasGoodCrc(reply));
     REQUIRE(reply.size() <= 256);
+    if (reply[1] == 0x15)
+        requireStored(model.image(), request);
     REQUIRE(reply[0] == request[0] && (reply[1] | 0x80) == (request[1] | 0x80));
 }
 

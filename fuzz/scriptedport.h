@@ -42,6 +42,8 @@ public:
     /// What has been read of the reply since this was emptied, and where the first byte of it went.
     QByteArray given;
     const char *firstByte = nullptr;
+    /// When the first bytes of the reply were taken in: bytes that came behind the request, beyond its echo.
+    std::optional<qint64> replyNs;
 
     std::optional<qint64> nextNs() const
     {
@@ -55,12 +57,22 @@ public:
             emit errorOccurred(portion.error);
             return;
         }
+        if (portion.bytes.isEmpty())
+            return;
         buffer += portion.bytes;
-        if (!portion.bytes.isEmpty())
-            emit readyRead();
+        if (isRequestOut && !replyNs && buffer.size() + echo.size() > (readsEcho ? request.size() : 0))
+            replyNs = VirtualTime::nowNs();
+        emit readyRead();
     }
-    /// The pauses of the script count from now.
-    void begin() { lastNs = VirtualTime::nowNs(); }
+    /// A transaction begins; the pauses of the script count from now.
+    void begin()
+    {
+        given.clear();
+        echo.clear();
+        replyNs.reset();
+        isRequestOut = false;
+        lastNs = VirtualTime::nowNs();
+    }
 
     qint64 bytesAvailable() const override { return buffer.size(); }
     bool waitForReadyRead(int ms) override
@@ -86,7 +98,8 @@ protected:
     qint64 writeData(const char *bytes, qint64 size) override
     {
         request = QByteArray(bytes, size);
-        begin();
+        isRequestOut = true;
+        lastNs = VirtualTime::nowNs();
         return accepted ? std::min(*accepted, size) : size;
     }
     qint64 readData(char *bytes, qint64 size) override
@@ -124,5 +137,6 @@ private:
     }
 
     QByteArray buffer;
+    bool isRequestOut = false;
     qint64 lastNs = 0;
 };

@@ -133,6 +133,9 @@ void requireTimes(qint64 takenNs, const Way &way)
     const qint64 echoMs =
         way.isEchoed ? Modbus::LineEchoSlackMs + 20 : 0; // a request of 16 bytes takes 18.3 ms
     REQUIRE(takenNs >= way.pauseMs * NsPerMs);
+    // Nobody waits any longer once the reply is there.
+    REQUIRE(!port->replyNs ||
+            VirtualTime::nowNs() - *port->replyNs <= (500 + 2 + 2 + replyMs + 1 + 100) * NsPerMs);
     // The pause, the writing, the wait, the two pauses behind the first byte, the reply, a broadcast's delay.
     REQUIRE(takenNs <= (way.pauseMs + 500 + echoMs + 10000 + 2 + 2 + replyMs + 1 + 100) * NsPerMs);
 }
@@ -172,8 +175,6 @@ void preparePort(Input &input, const Way &way)
 {
     port->writingNs = way.has(SlowWriting) ? pauseNs(input.byte()) : 0;
     port->accepted = way.has(ShortWrite) ? std::optional<qint64>(input.byte() % 17 - 1) : std::nullopt;
-    port->given.clear();
-    port->echo.clear();
     port->readsEcho = way.isEchoed;
     port->begin();
     drawScript(input, requestBytes(way.flags), way.isEchoed);
