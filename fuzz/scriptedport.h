@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 /// A serial port without a device: what it receives, and when, is written down beforehand. As with the real
 /// one, bytes that have come over the line are there to be read only when an event loop or a wait has taken
@@ -34,8 +35,8 @@ public:
     /// How many bytes of a request are taken; all of them without a number.
     std::optional<qint64> accepted;
     qint64 writingNs = 0;
-    /// What will come.
-    QList<Portion> script;
+    /// What will come once the next request is out, behind what is still to come of the ones before.
+    QList<Portion> reply;
     /// Whether what is read at one go is the echo of the request, in front of the reply.
     bool readsEcho = false;
     QByteArray echo;
@@ -64,14 +65,13 @@ public:
             replyNs = VirtualTime::nowNs();
         emit readyRead();
     }
-    /// A transaction begins; the pauses of the script count from now.
+    /// A transaction begins.
     void begin()
     {
         given.clear();
         echo.clear();
         replyNs.reset();
         isRequestOut = false;
-        lastNs = VirtualTime::nowNs();
     }
 
     qint64 bytesAvailable() const override { return buffer.size(); }
@@ -99,7 +99,9 @@ protected:
     {
         request = QByteArray(bytes, size);
         isRequestOut = true;
-        lastNs = VirtualTime::nowNs();
+        if (script.isEmpty())
+            lastNs = VirtualTime::nowNs();
+        script += std::exchange(reply, {});
         return accepted ? std::min(*accepted, size) : size;
     }
     qint64 readData(char *bytes, qint64 size) override
@@ -136,6 +138,7 @@ private:
         return any;
     }
 
+    QList<Portion> script;
     QByteArray buffer;
     bool isRequestOut = false;
     qint64 lastNs = 0;

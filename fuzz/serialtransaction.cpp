@@ -102,8 +102,8 @@ void drawScript(Input &input, const QByteArray &request, bool isEchoed)
         const std::uint8_t size = input.byte();
         if (size == 0)
             return;
-        port->script += drawPortion(input, size, sofar.mid(echoSize), request);
-        sofar += port->script.constLast().bytes;
+        port->reply += drawPortion(input, size, sofar.mid(echoSize), request);
+        sofar += port->reply.constLast().bytes;
     }
 }
 
@@ -177,6 +177,7 @@ void preparePort(Input &input, const Way &way)
     port->accepted = way.has(ShortWrite) ? std::optional<qint64>(input.byte() % 17 - 1) : std::nullopt;
     port->readsEcho = way.isEchoed;
     port->begin();
+    port->reply.clear();
     drawScript(input, requestBytes(way.flags), way.isEchoed);
 }
 
