@@ -62,7 +62,7 @@ public:
             return;
         buffer += portion.bytes;
         if (isRequestOut && !replyNs && buffer.size() + echo.size() > (readsEcho ? request.size() : 0))
-            replyNs = VirtualTime::nowNs();
+            replyNs = VirtualTime::now();
         emit readyRead();
     }
     /// A transaction begins.
@@ -83,13 +83,13 @@ public:
     bool waitForBytesWritten(int ms) override
     {
         const qint64 longestNs = qint64{ms} * 1'000'000;
-        const qint64 endNs = VirtualTime::nowNs() + std::min(writingNs, longestNs);
+        const qint64 endNs = VirtualTime::now() + std::min(writingNs, longestNs);
         // What comes meanwhile is taken in, as by the real one.
         while (nextNs() && *nextNs() <= endNs) {
-            VirtualTime::sleepNs(std::max<qint64>(*nextNs() - VirtualTime::nowNs(), 0));
+            VirtualTime::sleepNs(std::max<qint64>(*nextNs() - VirtualTime::now(), 0));
             takeNext();
         }
-        VirtualTime::sleepNs(std::max<qint64>(endNs - VirtualTime::nowNs(), 0));
+        VirtualTime::sleepNs(std::max<qint64>(endNs - VirtualTime::now(), 0));
         emit bytesWritten(request.size());
         return writingNs <= longestNs;
     }
@@ -100,7 +100,7 @@ protected:
         request = QByteArray(bytes, size);
         isRequestOut = true;
         if (script.isEmpty())
-            lastNs = VirtualTime::nowNs();
+            lastNs = VirtualTime::now();
         script += std::exchange(reply, {});
         return accepted ? std::min(*accepted, size) : size;
     }
@@ -131,7 +131,7 @@ private:
     bool takeDue()
     {
         bool any = false;
-        while (nextNs() && *nextNs() <= VirtualTime::nowNs()) {
+        while (nextNs() && *nextNs() <= VirtualTime::now()) {
             takeNext();
             any = true;
         }

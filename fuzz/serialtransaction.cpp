@@ -135,7 +135,7 @@ void requireTimes(qint64 takenNs, const Way &way)
     REQUIRE(takenNs >= way.pauseMs * NsPerMs);
     // Nobody waits any longer once the reply is there.
     REQUIRE(!port->replyNs ||
-            VirtualTime::nowNs() - *port->replyNs <= (500 + 2 + 2 + replyMs + 1 + 100) * NsPerMs);
+            VirtualTime::now() - *port->replyNs <= (500 + 2 + 2 + replyMs + 1 + 100) * NsPerMs);
     // The pause, the writing, the wait, the two pauses behind the first byte, the reply, a broadcast's delay.
     REQUIRE(takenNs <= (way.pauseMs + 500 + echoMs + 10000 + 2 + 2 + replyMs + 1 + 100) * NsPerMs);
 }
@@ -191,7 +191,7 @@ void runTransaction(Input &input, Modbus &modbus, QStringList &errors, bool isEc
     prepareLink(modbus, way);
     preparePort(input, way);
     errors.clear();
-    const qint64 startNs = VirtualTime::nowNs();
+    const qint64 startNs = VirtualTime::now();
     const std::int32_t result = transact(modbus, way);
     if (port->accepted && *port->accepted < port->request.size()) {
         REQUIRE(result == 1 && errors.isEmpty() && port->given.isEmpty() && port->echo.isEmpty());
@@ -199,7 +199,7 @@ void runTransaction(Input &input, Modbus &modbus, QStringList &errors, bool isEc
     }
     REQUIRE(port->request == requestBytes(way.flags));
     REQUIRE(!way.has(Broadcast) || port->given.isEmpty());
-    requireTimes(VirtualTime::nowNs() - startNs, way);
+    requireTimes(VirtualTime::now() - startNs, way);
     requireEndAtEcho(port->given);
     const Judgement judgement = expected(way);
     REQUIRE(result == judgement.result);

@@ -42,7 +42,7 @@ void QThread::msleep(unsigned long ms)
 
 VirtualTime::VirtualTime(Outside world) : outside(std::move(world)) {}
 
-qint64 VirtualTime::nowNs()
+qint64 VirtualTime::now()
 {
     return clockNs;
 }

@@ -22,7 +22,8 @@ public:
 
     explicit VirtualTime(Outside world);
 
-    static qint64 nowNs();
+    /// In ns, as everything here.
+    static qint64 now();
     static void sleepNs(qint64 ns);
 
     bool processEvents(QEventLoop::ProcessEventsFlags flags) override;
