@@ -51,9 +51,11 @@ void checkDump(rtu::FrameDirection direction, const std::vector<std::uint8_t> &f
     QByteArray digits = text.mid(4);
     REQUIRE(digits.count('|') == std::min<qsizetype>(bytes.size(), 2));
     REQUIRE(digits.count('_') == (bytes.size() > 3 ? 1 : 0));
-    REQUIRE(bytes.size() <= 3 || digits.mid(digits.indexOf('_') + 1, 2) == bytes.last(1).toHex().toUpper());
     REQUIRE(digits.count("\n    ") == bytes.size() / 16);
-    for (const char separator : {'|', '_', ' ', '\n'})
+    // The CRC may fall on two lines.
+    digits.replace("\n    ", "");
+    REQUIRE(bytes.size() <= 3 || digits.mid(digits.indexOf('_') + 1, 2) == bytes.last(1).toHex().toUpper());
+    for (const char separator : {'|', '_', ' '})
         digits.replace(QByteArray(1, separator), QByteArray());
     REQUIRE(digits == bytes.toHex().toUpper());
 }
