@@ -41,7 +41,7 @@ Bytes drawRequest(Input &input)
     Bytes request = input.copy(input.byte());
     if (kind % 4 != 0)
         appendModbusCrc(request);
-    return request;
+    return {request.begin(), request.end()}; // in memory of just their size
 }
 
 /// A request that was confirmed is made of records of whole registers, each behind a head of its own, up to
