@@ -109,5 +109,5 @@ void LoginLocks::askForEach(const Round &)
 void LoginLocks::report(const Round &round)
 {
     qDebug().noquote() << "The computer may fall asleep during the update:" << round.refused.join(u':')
-                       << round.reason;
+                       << round.reason.simplified();
 }

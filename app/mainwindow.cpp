@@ -3,6 +3,7 @@
 #include "app/mainwindow.h"
 
 #include "connections/connectionlabel.h"
+#include "log/logmessages.h"
 #include "trace/logbrowser.h"
 #include "ui_mainwindow.h"
 #include "update/emitter.h"
@@ -38,6 +39,7 @@ MainWindow::MainWindow(QWidget *parent, Hardware lent)
       stayAwake(hardware.stayAwake(*this)),
       errorReporter([this](const QString &text) {
           session.noteError();
+          logBook.run.noteError(text);
           showErrorBox(text);
       })
 {
@@ -48,6 +50,7 @@ MainWindow::MainWindow(QWidget *parent, Hardware lent)
     emitter = std::make_unique<Emitter>();
     // Before the signals are connected: filling the widgets from the settings writes nothing back.
     loadSettings();
+    noteStart(options);
     registerUsbMonitor();
     connectSignals();
     initTrace();
@@ -158,10 +161,12 @@ void MainWindow::initTrace()
 
 void MainWindow::logHotKeyPressed()
 {
-    qInstallMessageHandler(logHandlerInstalled ? nullptr : logMessageHandler);
+    passMessagesTo(logHandlerInstalled ? nullptr : logMessageHandler);
     logHandlerInstalled = !logHandlerInstalled;
-    if (logHandlerInstalled)
+    if (logHandlerInstalled) {
         reportRefused(options);
+        reportLogFile();
+    }
     if (logBrowser)
         logBrowser->hideBrowser();
 }

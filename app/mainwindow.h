@@ -2,6 +2,7 @@
 #pragma once
 
 #include "app/hardware.h"
+#include "app/logbook.h"
 #include "app/options.h"
 #include "update/errorreporter.h"
 #include "update/firmwareloader.h"
@@ -33,14 +34,12 @@ class Ui_MainWindow;
 struct UsbEvent;
 enum class ConnectionLoader;
 
-/// The program's one window: what it shows, and what it is wired to. Everything runs on the GUI thread but
-/// the two loaders.
+/// The program's one window and its wiring. Everything runs on the GUI thread but the two loaders.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
 
-    /// Lets the tests look at the window's state; defined with them.
-    friend class WindowProbe;
+    friend class WindowProbe; ///< lets the tests look at the window's state; defined with them
 
 public:
     /// `hardware` may stand in for the machine's.
@@ -141,6 +140,7 @@ private:
     std::unique_ptr<ConnectionLabel> connectionLabel;
     bool barIsOnLightGround = false;
     UsbMonitor *usbMonitor = nullptr;
+    LogBook logBook;
     const std::unique_ptr<StayAwake> stayAwake;
     /// What the loader works with; belongs to its thread while it runs.
     UpdateJob job;

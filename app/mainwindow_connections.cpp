@@ -19,10 +19,12 @@
 
 void MainWindow::updateConnections()
 {
-    const QList<SerialPort> ports = availableSerialPorts(hardware.serialPorts());
+    const QList<SerialPort> allPorts = hardware.serialPorts();
+    const QList<SerialPort> ports = availableSerialPorts(allPorts);
     // The entries are the window's children: clearing the menu alone would leave them behind.
     qDeleteAll(menuActions->actions());
     const bool hasAdapter = hardware.adapter.findDevices(nullptr) != nullptr;
+    logBook.devices.note(allPorts, hasAdapter, hardware.adapter.librarySource());
     const QList<Connection> connections = connectionsOver(hasAdapter, ports);
     menuActions->setEnabled(!connections.isEmpty());
     if (connections.isEmpty()) {

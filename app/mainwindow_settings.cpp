@@ -28,8 +28,8 @@ int shownDigits(int address)
 
 void MainWindow::loadSettings()
 {
-    settings = std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope,
-                                           QStringLiteral("Norvantic"), QStringLiteral("Quorlin"));
+    settings = std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope, SettingsOrganisation,
+                                           SettingsApplication);
     options = readOptions(*settings);
     readConnectionType();
     portName = settings->value(settingskey::Port).toString();

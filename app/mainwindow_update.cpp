@@ -4,6 +4,7 @@
 #include "app/mainwindow.h"
 #include "app/settingskeys.h"
 #include "connections/connection.h"
+#include "log/logmessages.h"
 #include "modbus/modbusloader.h"
 #include "modbus/modbusresult.h"
 #include "update/elapsedtext.h"
@@ -73,6 +74,7 @@ void MainWindow::startUpdate()
     loadImg->setEnabled(false);
     const ConnectionKind *const kind = connectionKind(connectionType);
     if (!kind) {
+        logNote(QStringLiteral("no connection is chosen: nothing is sent"));
         session.forgetStop();
         return;
     }
@@ -80,7 +82,7 @@ void MainWindow::startUpdate()
                             deviceAddress,  options.link,  options.checkImage};
     session.start([this, choices, loader = kind->loader] {
         job = choices;
-        return runLoader(loader);
+        return logBook.run.watch(job, stopRequested, [this, loader] { return runLoader(loader); });
     });
     stayAwake->hold();
 }
@@ -125,7 +127,8 @@ LoaderContext MainWindow::loaderContext()
             [this](const QString &text) { reportError(text); },
             [this] { // the cursor belongs to the GUI thread; handleFinished() restores it
                 QMetaObject::invokeMethod(this, [] { QGuiApplication::setOverrideCursor(Qt::WaitCursor); });
-            }};
+            },
+            logBook.run.figures()};
 }
 
 void MainWindow::progressBarHandling(int value)
@@ -166,6 +169,7 @@ void MainWindow::releaseRun(const SessionEnd &end)
     if (sub20Handle)
         hardware.adapter.close(sub20Handle);
     QGuiApplication::restoreOverrideCursor();
+    logBook.run.noteEnd(end, errorReporter.isClosed());
 }
 
 void MainWindow::reportError(const QString &errTxt)

@@ -60,17 +60,26 @@ std::optional<QString> logFile(const QString &text)
 
 template<typename Value>
 void read(const QSettings &settings, const QString &name, std::optional<Value> (*parse)(const QString &),
-          Value &option, QList<RefusedOption> &refused)
+          Value &option, Options &options)
 {
     const QString key = settingskey::OptionsGroup + name;
     if (!settings.contains(key))
         return;
     // An unquoted comma in the file makes a list.
     const QString text = settings.value(key).toStringList().join(QStringLiteral(", "));
-    if (const std::optional<Value> value = parse(text))
+    if (const std::optional<Value> value = parse(text)) {
         option = *value;
-    else
-        refused += RefusedOption{key, text};
+        options.set += name + u'=' + text;
+    } else {
+        options.refused += RefusedOption{key, text};
+    }
+}
+
+void readLogFile(const QSettings &settings, Options &options)
+{
+    read(settings, QStringLiteral("log_file"), logFile, options.logFile, options);
+    if (!options.logFile.isEmpty())
+        options.logFile = QFileInfo(settings.fileName()).dir().absoluteFilePath(options.logFile);
 }
 
 } // namespace
@@ -78,24 +87,28 @@ void read(const QSettings &settings, const QString &name, std::optional<Value> (
 Options readOptions(const QSettings &settings)
 {
     Options options;
-    QList<RefusedOption> &refused = options.refused;
     LinkOptions &link = options.link;
-    read(settings, QStringLiteral("reply_gap"), milliseconds<1, MaxReplyGapMs>, link.replyGapMs, refused);
-    read(settings, QStringLiteral("port_follows_menu"), onOrOff, options.portFollowsMenu, refused);
-    read(settings, QStringLiteral("tell_silent_failures"), onOrOff, options.tellSilentFailures, refused);
-    read(settings, QStringLiteral("check_reply"), onOrOff, link.checkReply, refused);
-    read(settings, QStringLiteral("trace_key"), keySequence, options.traceKey, refused);
-    read(settings, QStringLiteral("line_echo"), onOrOff, link.lineEcho, refused);
-    read(settings, QStringLiteral("log_file"), logFile, options.logFile, refused);
-    read(settings, QStringLiteral("trace_frames"), onOrOff, link.traceFrames, refused);
+    read(settings, QStringLiteral("reply_gap"), milliseconds<1, MaxReplyGapMs>, link.replyGapMs, options);
+    read(settings, QStringLiteral("port_follows_menu"), onOrOff, options.portFollowsMenu, options);
+    read(settings, QStringLiteral("tell_silent_failures"), onOrOff, options.tellSilentFailures, options);
+    read(settings, QStringLiteral("check_reply"), onOrOff, link.checkReply, options);
+    read(settings, QStringLiteral("trace_key"), keySequence, options.traceKey, options);
+    read(settings, QStringLiteral("line_echo"), onOrOff, link.lineEcho, options);
+    readLogFile(settings, options);
+    read(settings, QStringLiteral("trace_frames"), onOrOff, link.traceFrames, options);
     read(settings, QStringLiteral("request_pause"), milliseconds<MinRequestPauseMs, MaxRequestPauseMs>,
-         link.requestPauseMs, refused);
-    read(settings, QStringLiteral("check_image"), onOrOff, options.checkImage, refused);
-    read(settings, QStringLiteral("alert_when_done"), onOrOff, options.alertWhenDone, refused);
-    if (!options.logFile.isEmpty())
-        options.logFile = QFileInfo(settings.fileName()).dir().absoluteFilePath(options.logFile);
+         link.requestPauseMs, options);
+    read(settings, QStringLiteral("check_image"), onOrOff, options.checkImage, options);
+    read(settings, QStringLiteral("alert_when_done"), onOrOff, options.alertWhenDone, options);
     reportRefused(options);
     return options;
+}
+
+QString chosenLogFile(const QSettings &settings)
+{
+    Options options;
+    readLogFile(settings, options);
+    return options.logFile;
 }
 
 void reportRefused(const Options &options)

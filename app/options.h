@@ -6,6 +6,7 @@
 #include <QKeySequence>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 class QSettings;
 
@@ -38,11 +39,15 @@ struct Options
     /// settings file unless it has a path of its own. Empty: none.
     QString logFile;
 
+    /// The keys that are set, each with its value as "key=value".
+    QStringList set;
     /// The keys with a value that is no good.
     QList<RefusedOption> refused;
 };
 
 /// A key with a value that is no good counts as not set, and one debug line says so.
 Options readOptions(const QSettings &settings);
+/// The log file of "log_file" alone, without a word; empty for none.
+[[nodiscard]] QString chosenLogFile(const QSettings &settings);
 /// Logs a line for each refused key.
 void reportRefused(const Options &options);

@@ -3,6 +3,10 @@
 
 #include <QString>
 
+/// Where the settings file lies, below the user's own settings.
+inline const QString SettingsOrganisation = QStringLiteral("Norvantic");
+inline const QString SettingsApplication = QStringLiteral("Quorlin");
+
 /// The keys of the settings file. Technicians and their instructions know them.
 namespace settingskey {
 

@@ -12,7 +12,8 @@ public:
     void hold() override
     {
         if (!isHeld)
-            qDebug("The computer may fall asleep during the update: this system cannot be asked");
+            qDebug().noquote() << "The computer may fall asleep during the update:"
+                               << "this system cannot be asked";
         isHeld = true;
     }
     void release() override { isHeld = false; }

@@ -26,6 +26,22 @@ if(ZEPHYRIN_SANITIZERS)
     add_link_options(-fsanitize=${ZEPHYRIN_SANITIZERS})
 endif()
 
+# For the program's own libraries alone: tests are not looked at.
+add_library(zephyrin_coverage INTERFACE)
+if(ZEPHYRIN_COVERAGE)
+    target_compile_options(zephyrin_coverage INTERFACE --coverage -fprofile-abs-path -fprofile-update=atomic)
+    add_link_options(--coverage)
+endif()
+
+# For every program that has threads of Qt.
+add_library(zephyrin_leakcheck INTERFACE)
+if(ZEPHYRIN_SANITIZERS MATCHES "address")
+    add_library(zephyrin_leakcheckobject OBJECT cmake/leakcheck.cpp)
+    set_target_properties(zephyrin_leakcheckobject PROPERTIES AUTOMOC OFF AUTOUIC OFF AUTORCC OFF)
+    target_link_libraries(zephyrin_leakcheckobject PRIVATE zephyrin_warnings)
+    target_sources(zephyrin_leakcheck INTERFACE $<TARGET_OBJECTS:zephyrin_leakcheckobject>)
+endif()
+
 # What distributions harden their programs with. A gcc that has a level of its own would warn of another one.
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     add_compile_options("$<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2;-fstack-protector-strong>")

@@ -5,10 +5,14 @@
 
 namespace {
 
-bool isUnusable(const SerialPort &port)
+/// Empty for a port that can be used.
+QString whyUnusable(const SerialPort &port)
 {
-    return port.description.isEmpty() ||
-           port.description.contains(QStringLiteral("Bluetooth"), Qt::CaseInsensitive);
+    if (port.description.isEmpty())
+        return QStringLiteral("it has no description");
+    return port.description.contains(QStringLiteral("Bluetooth"), Qt::CaseInsensitive)
+               ? QStringLiteral("it is a Bluetooth port")
+               : QString();
 }
 
 } // namespace
@@ -18,15 +22,28 @@ QList<SerialPort> systemSerialPorts()
     QList<SerialPort> ports;
     const QList<QSerialPortInfo> infos = QSerialPortInfo::availablePorts();
     for (const QSerialPortInfo &info : infos)
-        ports += SerialPort{info.portName(), info.description(), info.vendorIdentifier()};
+        ports += SerialPort{info.portName(), info.description(), info.vendorIdentifier(),
+                            info.productIdentifier()};
     return ports;
 }
 
-QList<SerialPort> availableSerialPorts(QList<SerialPort> ports)
+QStringList exclusions(const QList<SerialPort> &ports)
 {
-    for (qsizetype i = 0; i < ports.size(); ++i) {
-        if (isUnusable(ports.at(i)))
-            ports.removeAt(i);
+    QStringList reasons;
+    for (const SerialPort &port : ports) {
+        const bool isLookedAt = reasons.isEmpty() || reasons.constLast().isEmpty();
+        reasons += isLookedAt ? whyUnusable(port) : QString();
     }
-    return ports;
+    return reasons;
+}
+
+QList<SerialPort> availableSerialPorts(const QList<SerialPort> &ports)
+{
+    const QStringList reasons = exclusions(ports);
+    QList<SerialPort> available;
+    for (qsizetype i = 0; i < ports.size(); ++i) {
+        if (reasons.at(i).isEmpty())
+            available += ports.at(i);
+    }
+    return available;
 }

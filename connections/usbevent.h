@@ -21,8 +21,6 @@ struct UsbEvent
     Kind kind = Kind::Lost;
     quint32 vendorId = 0;
     QString portName = {}; ///< Linux reports each serial port by itself; empty otherwise
-
-    bool operator==(const UsbEvent &) const = default;
 };
 
 /// What an entry of the connection menu has to do with USB.

@@ -21,6 +21,9 @@ constexpr std::uint8_t EncapsulatedInterfaceFunction = 0x2B;
 constexpr std::uint8_t ReadDeviceIdMeiType = 0x0E;
 constexpr int CrcSize = 2;
 
+/// What a Write File Record request has beside its data, CRC included; and so has its echo.
+constexpr int RecordOverhead = 12;
+
 /// The most data bytes that one Write File Record request has room for beside its header and CRC.
 constexpr int MaxRecordDataSize = 244;
 

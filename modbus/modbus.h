@@ -27,8 +27,8 @@ class QTimer;
 /// Every time of the link, who keeps it, and what it ends in. Over a serial port, xferCom() keeps them all:
 /// - setRequestPause(), 50 ms, before a request: then it goes out.
 /// - 500 ms for writing it: then the reply is awaited, whatever was written.
-/// - With setLineEcho(), what the line takes for the request and LineEchoSlackMs, from when it is handed over,
-///   for all of its echo: MB_LINE_ECHO_WRONG. What follows here begins behind the echo.
+/// - With setLineEcho(), LineEchoSlackMs beside what the line takes for the request, for its whole echo:
+///   MB_LINE_ECHO_WRONG. What follows here begins behind the echo.
 /// - 10000 ms for the reply to begin, by the reply timer: MB_TIMEOUT.
 /// - 2 ms behind the reply's first byte: then the rest is read.
 /// - setReplyGap() for each pause within the reply, by the reply timer: what has come by then is the reply.
@@ -95,7 +95,7 @@ public:
                                            std::int32_t timeoutMs);
     /// Writes `dataLength` bytes (even, 0 to MaxRecordDataSize) to a record of a file (function 0x15). A
     /// length out of that range is refused with MB_TX_FAILED. Only setReplyChecked() has the reply compared
-    /// with the request.
+    /// with the request. An echo of the line that is wrong is reported with the record's number.
     [[nodiscard]] std::int32_t writeFileRecord(sub_handle sub20Handle, std::uint8_t slaveAddress,
                                                std::uint16_t fileNumber, std::uint16_t recordNumber,
                                                std::int32_t dataLength, const std::uint8_t *data);

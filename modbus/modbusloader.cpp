@@ -15,8 +15,6 @@
 namespace {
 
 constexpr std::int32_t BroadcastDelayMs = 100;
-constexpr int ChunkSize = 32;
-static_assert(ModbusLoader::MaxImageSize == ChunkSize * 0x10000);
 constexpr int ChunksPerProgress = 3;
 constexpr std::uint16_t ImageFileNumber = 0;
 
@@ -86,6 +84,8 @@ int ModbusLoader::runOverSerialPort(Modbus &modbus, ImageFile &image)
     if (port.open(QIODevice::ReadWrite)) {
         result = sendRecords(modbus, image);
     } else {
+        if (context.figures)
+            context.figures->portWasRefused = true;
         const QString text = port.errorString();
         qDebug().noquote() << text;
         emit context.emitter.errorSignal(text);
@@ -112,11 +112,13 @@ int ModbusLoader::sendRecords(Modbus &modbus, ImageFile &image)
             return LoaderFailed;
         if (count % 2 != 0) // a record is made of whole registers
             chunk[static_cast<std::size_t>(count++)] = 0;
+        noteSending();
         const std::int32_t result = modbus.writeFileRecord(
             context.sub20Handle, static_cast<std::uint8_t>(context.job.deviceAddress), ImageFileNumber,
             static_cast<std::uint16_t>(sent), static_cast<std::int32_t>(count), chunk.data());
         if (result != MB_OK)
             return result;
+        noteDone(count == ChunkSize);
         ++sent;
         if (sent % ChunksPerProgress == 0)
             emit context.emitter.load_progress(sent);

@@ -16,8 +16,10 @@ public:
     /// What the records go over. None: the run fails without a word once the image is open.
     enum class Link { None, Sub20, SerialPort };
 
+    /// How many bytes of the image a record holds; the last one may have fewer.
+    static constexpr int ChunkSize = 32;
     /// As far as the records' 16-bit numbers reach; behind it they begin again.
-    static constexpr qint64 MaxImageSize = 0x200000;
+    static constexpr qint64 MaxImageSize = ChunkSize * 0x10000;
 
     ModbusLoader(LoaderContext lent, Link over);
 

@@ -28,3 +28,15 @@ QStringList sub20LibraryFiles()
         files += QDir(folder).filePath(name);
     return files;
 }
+
+QString loadedFile(QFunctionPointer address)
+{
+    HMODULE module = nullptr;
+    std::array<wchar_t, MAX_PATH> path{};
+    const DWORD flags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+    if (!GetModuleHandleExW(flags, reinterpret_cast<LPCWSTR>(address), &module))
+        return {};
+    const DWORD length = GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
+    return length < path.size() ? QString::fromWCharArray(path.data(), static_cast<qsizetype>(length))
+                                : QString();
+}

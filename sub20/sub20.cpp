@@ -51,12 +51,21 @@ bool Sub20::load()
         const Sub20Library library = loadSub20Library(file);
         if (library.functions) {
             api = library.functions;
+            const QString loaded = loadedFile(reinterpret_cast<QFunctionPointer>(api->findDevices));
+            source = loaded.isEmpty() ? file : loaded;
             return true;
         }
         problems += library.problem;
     }
+    source = QStringLiteral("none: ") + problems.join(QStringLiteral("; "));
     qDebug().noquote() << "SUB-20 library not used:" << problems.join(QStringLiteral("; "));
     return false;
+}
+
+QString Sub20::librarySource() const
+{
+    const QMutexLocker lock(&mutex);
+    return source;
 }
 
 /// The library's functions; null while there is no library.

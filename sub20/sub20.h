@@ -49,6 +49,9 @@ public:
     /// The first adapter after `first` on the USB, null when there is none; a null `first` starts the search.
     /// Looks for the library again unless it was found before.
     [[nodiscard]] sub_device findDevices(sub_device first);
+    /// For the log: the file that the library was loaded from, or why there is none, as the last search found
+    /// it. Empty before the first one.
+    [[nodiscard]] QString librarySource() const;
     /// Opens an adapter, the first one for a null `device`. Null when none can be opened.
     [[nodiscard]] sub_handle open(sub_device device);
     /// Closes the adapter. Later calls with the same handle, until open() gives it again, are no calls. 0, or
@@ -77,4 +80,5 @@ private:
     /// Set once, under the mutex; stays as it is from then on.
     std::optional<Sub20Functions> api;
     QSet<sub_handle> openHandles;
+    QString source;
 };

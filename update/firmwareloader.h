@@ -2,8 +2,10 @@
 #pragma once
 
 #include "sub20/sub20.h"
+#include "update/runfigures.h"
 #include "update/updatejob.h"
 
+#include <QElapsedTimer>
 #include <QString>
 
 #include <atomic>
@@ -43,6 +45,8 @@ struct LoaderContext
     std::function<void(const QString &)> reportError;
     /// Shows that the loader is at work, until its run has ended.
     std::function<void()> showBusy;
+    /// Where the loader leaves what became of the run; null when nobody asks.
+    RunFigures *figures = nullptr;
 };
 
 /// Sends one image to the panel.
@@ -60,5 +64,27 @@ public:
     [[nodiscard]] virtual int run() = 0;
 
 protected:
+    /// To be called right before a piece of the image goes out, and when it has gone well.
+    void noteSending()
+    {
+        if (!context.figures)
+            return;
+        ++context.figures->sent;
+        pieceTimer.start();
+    }
+    void noteDone(bool isWholePiece)
+    {
+        if (!context.figures)
+            return;
+        ++context.figures->done;
+        if (isWholePiece && context.figures->timesUs.size() < RunFigures::MostTimes)
+            context.figures->timesUs.push_back(static_cast<quint32>(pieceTimer.nsecsElapsed() / NsPerUs));
+    }
+
     const LoaderContext context;
+
+private:
+    static constexpr qint64 NsPerUs = 1000;
+
+    QElapsedTimer pieceTimer;
 };

@@ -6,6 +6,25 @@
 #include <cerrno>
 #include <cstring>
 
+int systemErrorOf(QFileDevice::FileError error, const QString &fileName)
+{
+    const QFileInfo info(fileName);
+    if (!info.exists())
+        return ENOENT;
+    if (info.isDir())
+        return EISDIR;
+    switch (error) {
+    case QFileDevice::PermissionsError:
+        return EACCES;
+    case QFileDevice::ResourceError:
+        return EMFILE;
+    case QFileDevice::OpenError:
+        return info.isReadable() ? EIO : EACCES;
+    default:
+        return EIO;
+    }
+}
+
 bool ImageFile::open()
 {
     if (file.fileName().isEmpty()) {
@@ -17,7 +36,7 @@ bool ImageFile::open()
         return true;
     error = errno;
     if (error == 0)
-        error = fileError();
+        error = systemErrorOf(file.error(), file.fileName());
     return false;
 }
 
@@ -28,7 +47,7 @@ qint64 ImageFile::read(std::span<std::uint8_t> block)
     if (count < 0) {
         error = errno;
         if (error == 0)
-            error = fileError();
+            error = systemErrorOf(file.error(), file.fileName());
     }
     return count;
 }
@@ -41,25 +60,4 @@ QString ImageFile::errorText() const
 QString ImageFile::openErrorText() const
 {
     return QStringLiteral("Can't open image file %1 %2").arg(file.fileName(), errorText());
-}
-
-/// The number that the file's own error stands for. Qt leaves errno alone where it refuses by itself, and on
-/// Windows always.
-int ImageFile::fileError() const
-{
-    const QFileInfo info(file.fileName());
-    if (!info.exists())
-        return ENOENT;
-    if (info.isDir())
-        return EISDIR;
-    switch (file.error()) {
-    case QFileDevice::PermissionsError:
-        return EACCES;
-    case QFileDevice::ResourceError:
-        return EMFILE;
-    case QFileDevice::OpenError:
-        return info.isReadable() ? EIO : EACCES;
-    default:
-        return EIO;
-    }
 }

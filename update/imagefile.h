@@ -8,6 +8,10 @@
 #include <cstdint>
 #include <span>
 
+/// The system's error number (errno) that an error of Qt's with this file stands for. Qt leaves errno alone
+/// where it refuses by itself, and on Windows always.
+[[nodiscard]] int systemErrorOf(QFileDevice::FileError error, const QString &fileName);
+
 /// A firmware image, read as raw bytes from its start. After a failed open() or read(), errorText() says why
 /// in the system's own words.
 class ImageFile
@@ -27,8 +31,6 @@ public:
     QString openErrorText() const;
 
 private:
-    int fileError() const;
-
     QFile file;
     /// The system's error number (errno) of the call that failed.
     int error = 0;

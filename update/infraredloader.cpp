@@ -64,8 +64,10 @@ int InfraredLoader::sendFrames(ImageFile &image)
         if (context.stopRequested)
             return LoaderFailed;
         infrared::buildFrame(frame, variant, number, block);
+        noteSending();
         if (const int error = transmit(frame); error != 0)
             return error;
+        noteDone(true); // a short block goes out in a frame of full length
         ++sent;
         if (sent % BlocksPerProgress == 0)
             emit context.emitter.load_progress(sent);

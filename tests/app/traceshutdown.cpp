@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The program's end with the trace switched on, and a thread that goes on logging all the while: the window
 // goes, then the application, then the objects that live as long as the process. Its result is its exit code.
+//
+//     traceshutdown [LOG]     with a log file
 #include "app/mainwindow.h"
+#include "log/logmessages.h"
 #include "tests/support/fakehardware.h"
 #include "tests/support/settingsfolder.h"
 #include "trace/logbrowser.h"
@@ -64,6 +67,8 @@ private:
 
 int main(int argc, char *argv[])
 {
+    if (argc > 1)
+        startLogFile(QString::fromLocal8Bit(argv[1]));
     const SettingsFolder settings;
     FakeHardware noDevices;
     auto application = std::make_unique<QApplication>(argc, argv);

@@ -15,6 +15,8 @@ namespace {
 const QString Port0 = QStringLiteral("ttyUSB0");
 const QString Port1 = QStringLiteral("ttyUSB1");
 const QString Converter = QStringLiteral("USB Serial Converter");
+/// That of every port that is made up.
+constexpr quint16 ProductId = 0x6001;
 
 QStringList entries(const WindowBench &bench)
 {
@@ -73,8 +75,8 @@ void LinuxDiscoveryTest::thePortsHaveTheirNamesAndVendors()
     std::sort(ports.begin(), ports.end(),
               [](const SerialPort &a, const SerialPort &b) { return a.name < b.name; });
     QCOMPARE(ports, QList<SerialPort>({{QStringLiteral("ttyS0"), QStringLiteral("Communications Port"), 0},
-                                       {Port0, Converter, 0x0403},
-                                       {Port1, QString(), 0x067B}}));
+                                       {Port0, Converter, 0x0403, ProductId},
+                                       {Port1, QString(), 0x067B, ProductId}}));
 }
 
 void LinuxDiscoveryTest::aRemovedPortIsGone()
@@ -83,7 +85,7 @@ void LinuxDiscoveryTest::aRemovedPortIsGone()
     const QString id = machine.addSerialPort(Port0, Converter, 0x0403);
     machine.addSerialPort(Port1, Converter, 0x0403);
     machine.remove(id);
-    QCOMPARE(systemSerialPorts(), QList<SerialPort>({{Port1, Converter, 0x0403}}));
+    QCOMPARE(systemSerialPorts(), QList<SerialPort>({{Port1, Converter, 0x0403, ProductId}}));
 }
 
 QTEST_MAIN(LinuxDiscoveryTest)

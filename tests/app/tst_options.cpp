@@ -23,6 +23,8 @@ private slots:
     void requestPauses();
     void logFiles_data();
     void logFiles();
+    void logFileIsReadWithoutAWord();
+    void keysThatAreSetAreListed();
     void refusedValues_data();
     void refusedValues();
     void refusedKeysCanBeReportedAgain();
@@ -166,6 +168,28 @@ void OptionsTest::logFiles()
     MessageLog log;
     QTEST(read("log_file=" + value.toUtf8()).logFile, "file");
     QCOMPARE(log.take(), QStringList());
+}
+
+void OptionsTest::logFileIsReadWithoutAWord()
+{
+    read("log_file=true\nreply_gap=x");
+    MessageLog log;
+    QCOMPARE(chosenLogFile(QSettings(fileName(), QSettings::IniFormat)),
+             folder.filePath(QStringLiteral("zephyrin-update.log")));
+    QCOMPARE(log.take(), QStringList());
+    read("log_file=site.log");
+    log.take();
+    QCOMPARE(chosenLogFile(QSettings(fileName(), QSettings::IniFormat)), QString());
+    QCOMPARE(log.take(), QStringList());
+}
+
+void OptionsTest::keysThatAreSetAreListed()
+{
+    const MessageLog log;
+    QCOMPARE(read("reply_gap=50\ncheck_reply=False\ntrace_key=Ctrl+K, Ctrl+T\nrequest_pause=3").set,
+             QStringList({QStringLiteral("reply_gap=50"), QStringLiteral("check_reply=False"),
+                          QStringLiteral("trace_key=Ctrl+K, Ctrl+T")}));
+    QCOMPARE(read("").set, QStringList());
 }
 
 void OptionsTest::refusedValues_data()

@@ -15,6 +15,7 @@ private slots:
 
 private:
     static void addOptions();
+    static QStringList lineFor(const QVariantMap &options);
     /// Starts an upload that is far from its end, and waits until the panel has got something.
     static void beginAndWait(Upload &upload);
 };
@@ -31,10 +32,29 @@ void StopWithOptionsTest::addOptions()
     row("check_reply", on);
     row("port_follows_menu", on);
     row("tell_silent_failures", on);
+    row("line_echo", on);
+    row("request_pause", QStringLiteral("4"));
+    row("trace_frames", on);
+    row("check_image", on);
+    row("alert_when_done", on);
+    row("log_file", on);
     QTest::newRow("all") << QVariantMap{{QStringLiteral("reply_gap"), QStringLiteral("50")},
                                         {QStringLiteral("check_reply"), on},
                                         {QStringLiteral("port_follows_menu"), on},
-                                        {QStringLiteral("tell_silent_failures"), on}};
+                                        {QStringLiteral("tell_silent_failures"), on},
+                                        {QStringLiteral("line_echo"), on},
+                                        {QStringLiteral("request_pause"), QStringLiteral("4")},
+                                        {QStringLiteral("trace_frames"), on},
+                                        {QStringLiteral("check_image"), on},
+                                        {QStringLiteral("alert_when_done"), on},
+                                        {QStringLiteral("log_file"), on}};
+}
+
+/// The converter that the option is for.
+QStringList StopWithOptionsTest::lineFor(const QVariantMap &options)
+{
+    return options.contains(QStringLiteral("line_echo")) ? QStringList(QStringLiteral("--line-echo"))
+                                                         : QStringList();
 }
 
 void StopWithOptionsTest::beginAndWait(Upload &upload)
@@ -51,7 +71,7 @@ void StopWithOptionsTest::stop_data()
 void StopWithOptionsTest::stop()
 {
     QFETCH(const QVariantMap, options);
-    Upload upload({}, options);
+    Upload upload(lineFor(options), options);
     beginAndWait(upload);
     upload.bench.press();
     QCOMPARE(upload.finish(), -1);
@@ -71,7 +91,7 @@ void StopWithOptionsTest::closing_data()
 void StopWithOptionsTest::closing()
 {
     QFETCH(const QVariantMap, options);
-    Upload upload({}, options);
+    Upload upload(lineFor(options), options);
     beginAndWait(upload);
     const QFuture<int> future = upload.bench.probe().future();
     upload.emitter.reset();

@@ -12,6 +12,7 @@ private slots:
     void unusable();
     void filter_data();
     void filter();
+    void reasonsAreGiven();
 };
 
 void SerialPortsTest::unusable_data()
@@ -82,6 +83,17 @@ void SerialPortsTest::filter()
     for (const SerialPort &port : availableSerialPorts(all))
         names += port.name;
     QTEST(names, "kept");
+}
+
+void SerialPortsTest::reasonsAreGiven()
+{
+    const QList<SerialPort> ports{{QStringLiteral("A"), QStringLiteral("x"), 0},
+                                  {QStringLiteral("B"), QString(), 0},
+                                  {QStringLiteral("C"), QString(), 0},
+                                  {QStringLiteral("D"), QStringLiteral("a bluetooth port"), 0}};
+    QCOMPARE(exclusions(ports), QStringList({QString(), QStringLiteral("it has no description"), QString(),
+                                             QStringLiteral("it is a Bluetooth port")}));
+    QCOMPARE(exclusions({}), QStringList());
 }
 
 QTEST_GUILESS_MAIN(SerialPortsTest)

@@ -75,7 +75,7 @@ public:
     Listener() { QVERIFY(monitor->start()); }
 
     const UsbMonitor *get() const { return monitor.get(); }
-    UsbEvent last() const { return spy.constLast()[0].value<UsbEvent>(); }
+    QString lastPort() const { return spy.constLast()[0].value<UsbEvent>().portName; }
 
     /// Words such as "+04d8" for an arrival and "-0403" for a removal; "lost" for lost events.
     QStringList notices() const
@@ -416,11 +416,10 @@ void LinuxUsbMonitorTest::serialPortsHaveNames()
     const Listener listener;
     const QString id = devices.addUsbDevice(ConverterVendorId, 0x6001);
     QTRY_COMPARE(listener.notices(), text({"+0403"}));
-    QCOMPARE(listener.last(), (UsbEvent{UsbEvent::Kind::Arrival, ConverterVendorId, {}}));
+    QCOMPARE(listener.lastPort(), QString());
     devices.addPortOf(id, QStringLiteral("ttyUSB0"), QStringLiteral("Converter"));
     QTRY_COMPARE(listener.notices(), text({"+0403", "+0403"}));
-    QCOMPARE(listener.last(),
-             (UsbEvent{UsbEvent::Kind::Arrival, ConverterVendorId, QStringLiteral("ttyUSB0")}));
+    QCOMPARE(listener.lastPort(), QStringLiteral("ttyUSB0"));
 }
 
 void LinuxUsbMonitorTest::theWindowAnswersBetweenTwoNotices()

@@ -105,7 +105,7 @@ QString fileText(const QString &path)
 QStringList programSources()
 {
     QStringList sources;
-    for (const char *folder : {"app", "connections", "modbus", "sub20", "trace", "update"}) {
+    for (const char *folder : {"app", "connections", "log", "modbus", "sub20", "trace", "update"}) {
         QDirIterator files(inRepository(QLatin1String(folder)),
                            {QStringLiteral("*.cpp"), QStringLiteral("*.h")}, QDir::Files);
         while (files.hasNext())
@@ -164,7 +164,7 @@ QStringList errorTexts(const QStringList &sources)
 QStringList logTexts(const QStringList &sources)
 {
     static const QRegularExpression statement(
-        QStringLiteral(R"(\bq(?:Debug|Info|Warning|Critical|Fatal)\(([^;]*);)"));
+        QStringLiteral(R"(\b(?:q(?:Debug|Info|Warning|Critical|Fatal)|logNote)\(([^;]*);)"));
     QStringList texts;
     for (const QString &source : sources) {
         for (const QRegularExpressionMatch &match : statement.globalMatch(source))

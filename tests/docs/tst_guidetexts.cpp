@@ -298,8 +298,9 @@ void GuideTextsTest::everyLogLineIsExplained()
 {
     const QStringList lines = logTexts(programSources());
     // One of each way in which the program writes them.
-    for (const char *text : {"boot run", "%lld bytes written...",
-                             "SUB-20 library not used:", "is not used, its value is no good:"})
+    for (const char *text :
+         {"boot run", "%lld bytes written...", "SUB-20 library not used:",
+          "is not used, its value is no good:", "no connection is chosen: nothing is sent"})
         QVERIFY2(lines.contains(QString::fromLatin1(text)), text);
     QCOMPARE(unexplained(lines, Markdown(QString())), lines);
     verifyNone(unexplained(lines, Markdown::read(UserGuide)));

@@ -259,11 +259,18 @@ void WorkedExamplesTest::modbusResults()
 {
     const Markdown::Table table =
         Markdown::read(ModbusGuide).table(QStringLiteral("The reply"), QStringLiteral("Reply"));
-    QList<int> results;
-    for (const QStringList &row : table.rows)
-        results += numberIn(row.value(1));
-    QCOMPARE(results, (QList<int>{-1, MB_TIMEOUT, MB_RX_OVERFLOW, MB_FRAME_INCOMPLETE, MB_CRC_ERROR,
-                                  MB_EXCEPTION, MB_NO_ECHO}));
+    const auto results = [](const Markdown::Table &of) {
+        QList<int> numbers;
+        for (const QStringList &row : of.rows)
+            numbers += numberIn(row.value(1));
+        return numbers;
+    };
+    QCOMPARE(results(table), (QList<int>{-1, MB_TIMEOUT, MB_RX_OVERFLOW, MB_FRAME_INCOMPLETE, MB_CRC_ERROR,
+                                         MB_EXCEPTION, MB_NO_ECHO}));
+    const Markdown::Table echoes = Markdown::read(ModbusGuide)
+                                       .table(QStringLiteral("Converters that return what is sent"),
+                                              QStringLiteral("What the converter returns"));
+    QCOMPARE(results(echoes), (QList<int>{-1, MB_LINE_ECHO_WRONG, MB_LINE_ECHO_WRONG}));
 }
 
 void WorkedExamplesTest::modbusExceptionTexts()
@@ -293,7 +300,8 @@ void WorkedExamplesTest::modbusTiming_data()
         QVERIFY2(figure > 0, name);
         QTest::newRow(name) << QString::fromLatin1(label) << column << figure / divisor;
     };
-    row("Pause before each request", 1, "modbus/modbus_transports.cpp", "RequestPauseMs");
+    row("Pause before each request", 1, "modbus/modbus.h", "DefaultRequestPauseMs");
+    row("With `line_echo`: the whole request", 1, "modbus/modbus.h", "LineEchoSlackMs");
     row("The reply's first byte", 1, "modbus/modbus_transports.cpp", "ReplyTimeoutMs");
     row("The reply's first byte", 2, "modbus/modbus.cpp", "WriteFileRecordTimeoutMs");
     row("The reply may pause", 2, "modbus/modbus_transports.cpp", "RsInterByteTimeoutUs", 1000);

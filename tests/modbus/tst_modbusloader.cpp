@@ -85,6 +85,8 @@ private slots:
     void theAddressHas8Bits_data();
     void theAddressHas8Bits();
     void aBroadcastAwaitsNoReply();
+    void figuresAreKept();
+    void aPortThatIsRefusedIsNoted();
 
     void stopEndsWithinOneRecord_data();
     void stopEndsWithinOneRecord();
@@ -390,6 +392,50 @@ void ModbusLoaderTest::withoutALinkTheImageIsOpenedAllTheSame()
     QCOMPARE(ModbusLoader(bench.context(), ModbusLoader::Link::None).run(), -1);
     QCOMPARE(bench.events().size(), 1);
     QVERIFY(bench.events().constFirst().startsWith(QStringLiteral("errorSignal Can't open image file ")));
+}
+
+/// Of what is sent, who wants to know.
+void ModbusLoaderTest::figuresAreKept()
+{
+    constexpr int AnswerMs = 20;
+    constexpr quint32 UsPerMs = 1000;
+    RunFigures figures;
+    AdapterBench bench;
+    bench.setImage(unevenBytes(100));
+    LoaderContext context = bench.context();
+    context.figures = &figures;
+    failAt(bench, 2, [](const QByteArray &request) {
+        QTest::qSleep(AnswerMs);
+        return request;
+    });
+    QCOMPARE(ModbusLoader(context, ModbusLoader::Link::Sub20).run(), LoaderDone);
+    QCOMPARE(figures.sent, 4);
+    QCOMPARE(figures.done, 4);
+    QCOMPARE(figures.timesUs.size(), std::size_t{3}); // the last record is a short one
+    QVERIFY(figures.timesUs[1] >= AnswerMs * UsPerMs);
+
+    figures = {};
+    failAt(bench, 3, [](const QByteArray &) { return QByteArray(); });
+    QCOMPARE(ModbusLoader(context, ModbusLoader::Link::Sub20).run(), int{MB_TIMEOUT});
+    QCOMPARE(figures.sent, 3);
+    QCOMPARE(figures.done, 2);
+    QCOMPARE(figures.timesUs.size(), std::size_t{2});
+    QVERIFY(!figures.portWasRefused);
+}
+
+void ModbusLoaderTest::aPortThatIsRefusedIsNoted()
+{
+    RunFigures figures;
+    AdapterBench bench;
+    bench.setImage(unevenBytes(100));
+    bench.job.portName = QStringLiteral("no such port");
+    LoaderContext context = bench.context();
+    context.figures = &figures;
+    QCOMPARE(ModbusLoader(context, ModbusLoader::Link::SerialPort).run(), LoaderFailed);
+    QVERIFY(figures.portWasRefused);
+    QCOMPARE(figures.sent, 0);
+    context.figures = nullptr;
+    QCOMPARE(ModbusLoader(context, ModbusLoader::Link::SerialPort).run(), LoaderFailed);
 }
 
 QTEST_GUILESS_MAIN(ModbusLoaderTest)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "simulator/misbehavingpanel.h"
+#include "simulator/misbehaviouroptions.h"
 #include "simulator/panelmodel.h"
 #include "tests/support/bytes.h"
 #include "tests/support/testcase.h"
@@ -28,6 +29,13 @@ private slots:
     void requestLengths();
     void faultsBeginWithTheirRecord();
     void hangUpLosesTheRecord();
+    void theConverterReturnsWhatIsSent_data();
+    void theConverterReturnsWhatIsSent();
+    void anEchoForSomebodyElse_data();
+    void anEchoForSomebodyElse();
+    void theEchoPassesWhileTheRequestIsSent();
+    void optionsThatContradictEachOther_data();
+    void optionsThatContradictEachOther();
 };
 
 namespace {
@@ -40,6 +48,19 @@ const QByteArray LastRecord = QByteArray::fromHex("501509060000FFFF00010506C8C8"
 QByteArray hex(const char *text)
 {
     return QByteArray::fromHex(text);
+}
+
+/// The options by name, as the simulated adapter's environment has them.
+simulator::Misbehaviour misbehaviourOf(const QStringList &options)
+{
+    simulator::Misbehaviour misbehaviour;
+    for (const QString &option : options) {
+        const std::string error = simulator::applyMisbehaviour(
+            misbehaviour, option.section(u'=', 0, 0).toStdString(), option.section(u'=', 1).toStdString());
+        if (!error.empty())
+            QTest::qFail(error.c_str(), __FILE__, __LINE__);
+    }
+    return misbehaviour;
 }
 
 } // namespace
@@ -221,6 +242,100 @@ void PanelModelTest::hangUpLosesTheRecord()
     QVERIFY(schedule.hangUp);
     QVERIFY(schedule.bursts.empty());
     QCOMPARE(panel.model().image().size(), 0U);
+}
+
+void PanelModelTest::theConverterReturnsWhatIsSent_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QByteArray>("bytes");
+    const auto row = [](const QString &options, const QByteArray &bytes) {
+        QTest::newRow(qPrintable(options)) << options.split(u' ') << bytes;
+    };
+    row(QStringLiteral("line-echo"), Record0 + Record0);
+    row(QStringLiteral("line-echo exception=2"), Record0 + hex("5095029f40"));
+    row(QStringLiteral("line-echo silent"), Record0);
+    row(QStringLiteral("line-echo line-echo-flip"), hex("501509060000001000010102cbd0") + Record0);
+    row(QStringLiteral("line-echo line-echo-cut=7"), Record0.left(7) + Record0);
+    row(QStringLiteral("line-echo line-echo-cut=0"), Record0);
+    row(QStringLiteral("line-echo line-echo-cut=4 line-echo-flip silent"), hex("50151906"));
+    // From the middle on, both send: 00 00 01 01 02 CB D0 and 50 15 09 06 00 00 00.
+    row(QStringLiteral("line-echo line-echo-collide"),
+        Record0.left(7) + hex("00000100000000") + Record0.mid(7));
+    row(QStringLiteral("line-echo line-echo-flip from-record=1"), Record0 + Record0);
+}
+
+void PanelModelTest::theConverterReturnsWhatIsSent()
+{
+    QFETCH(const QStringList, options);
+    simulator::MisbehavingPanel panel(80, misbehaviourOf(options));
+    QByteArray bytes;
+    for (const simulator::Burst &burst : panel.answer(byteView(Record0)).bursts)
+        bytes += byteArray(burst.bytes);
+    QTEST(bytes, "bytes");
+}
+
+void PanelModelTest::anEchoForSomebodyElse_data()
+{
+    QTest::addColumn<QByteArray>("request");
+    QTest::newRow("damaged") << hex("501509060000000000010102CBD1");
+    QTest::newRow("another slave") << hex("511509060000000000010102DBDC");
+    QTest::newRow("broadcast") << hex("0015090600000000000101020B10");
+}
+
+void PanelModelTest::anEchoForSomebodyElse()
+{
+    QFETCH(const QByteArray, request);
+    simulator::MisbehavingPanel panel(80, misbehaviourOf({QStringLiteral("line-echo")}));
+    const simulator::Schedule schedule = panel.answer(byteView(request));
+    QCOMPARE(schedule.bursts.size(), 1U);
+    QCOMPARE(byteArray(schedule.bursts.front().bytes), request);
+    simulator::MisbehavingPanel without(80, {});
+    QVERIFY(without.answer(byteView(request)).bursts.empty());
+}
+
+// At 9600 baud a byte takes 1041.7 us: a request of 14 bytes, the panel's 3 ms, and then its reply.
+void PanelModelTest::theEchoPassesWhileTheRequestIsSent()
+{
+    simulator::MisbehavingPanel panel(80,
+                                      misbehaviourOf({QStringLiteral("line-echo"), QStringLiteral("paced"),
+                                                      QStringLiteral("answer-ms=3")}));
+    const simulator::Schedule schedule = panel.answer(byteView(Record0));
+    QCOMPARE(schedule.bursts.size(), 28U);
+    std::uint64_t us = 0;
+    for (std::size_t i = 0; i < 14; ++i)
+        us += schedule.bursts[i].delayBeforeUs;
+    QCOMPARE(us, 14583U);
+    QCOMPARE(schedule.bursts[14].delayBeforeUs, 3000U + 1041U);
+
+    // A converter's timer hands over what has come, whoever sent it: 15 bytes in 16 ms.
+    simulator::MisbehavingPanel slow(
+        80, misbehaviourOf({QStringLiteral("line-echo"), QStringLiteral("latency-ms=16")}));
+    QCOMPARE(byteArray(slow.answer(byteView(Record0)).bursts.front().bytes), Record0 + Record0.left(1));
+}
+
+void PanelModelTest::optionsThatContradictEachOther_data()
+{
+    QTest::addColumn<bool>("agree");
+    const auto row = [](const char *options, bool agree) { QTest::newRow(options) << agree; };
+    row("line-echo", true);
+    row("line-echo silent", true);
+    row("line-echo line-echo-flip line-echo-cut=3", true);
+    row("line-echo line-echo-collide paced", true);
+    row("line-echo-flip", false);
+    row("line-echo-cut=3", false);
+    row("line-echo-collide", false);
+    row("line-echo line-echo-flip line-echo-cut=0", false);
+    row("line-echo line-echo-collide line-echo-flip", false);
+    row("line-echo line-echo-collide line-echo-cut=3", false);
+    row("line-echo line-echo-collide silent", false);
+    row("line-echo line-echo-collide hang-up", false);
+    row("paced bursts=14", false);
+}
+
+void PanelModelTest::optionsThatContradictEachOther()
+{
+    const QStringList options = QString::fromLatin1(QTest::currentDataTag()).split(u' ');
+    QTEST(simulator::contradiction(misbehaviourOf(options)).empty(), "agree");
 }
 
 QTEST_GUILESS_MAIN(PanelModelTest)

@@ -70,6 +70,7 @@ void Sub20LibraryTest::cleanup()
 void Sub20LibraryTest::openBeforeASearchFindsNothing()
 {
     Sub20 &library = Sub20::instance();
+    QCOMPARE(library.librarySource(), QString());
     QCOMPARE(library.open(nullptr), sub_handle());
     QCOMPARE(library.close(&library), Sub20::NotOpen);
     QCOMPARE(library.irConfig(&library, 38000, 10, 1, 10).value, Sub20::NotOpen);
@@ -84,6 +85,8 @@ void Sub20LibraryTest::missingLibraryIsNoAdapter()
     const QString line = refusal();
     QVERIFY2(line.startsWith(QStringLiteral("debug: SUB-20 library not used: ")), qPrintable(line));
     QVERIFY2(line.contains(QStringLiteral("libsub20.so: cannot open shared object file")), qPrintable(line));
+    QCOMPARE(Sub20::instance().librarySource(),
+             QString(line).replace(QStringLiteral("debug: SUB-20 library not used"), QStringLiteral("none")));
     QCOMPARE(Sub20::instance().open(nullptr), sub_handle());
 }
 
@@ -151,6 +154,7 @@ void Sub20LibraryTest::goodLibraryIsTakenAtTheNextSearch()
     const sub_handle handle = Sub20::instance().open(nullptr);
     QVERIFY(handle != nullptr);
     QCOMPARE(Sub20::instance().close(handle), 0);
+    QCOMPARE(Sub20::instance().librarySource(), libraryFile());
     QCOMPARE(log.take(), QStringList());
 }
 

@@ -129,6 +129,20 @@ void Desktop::raise(const QString &title) const
                                      QStringLiteral("--name"), pattern, QStringLiteral("windowactivate")});
 }
 
+bool Desktop::demandsAttention(qint64 processId, const QString &title) const
+{
+    const QString pattern = QStringLiteral("^%1$").arg(QRegularExpression::escape(title));
+    const QByteArray window =
+        tool(QStringLiteral("xdotool"),
+             {QStringLiteral("search"), QStringLiteral("--all"), QStringLiteral("--onlyvisible"),
+              QStringLiteral("--pid"), QString::number(processId), QStringLiteral("--name"), pattern});
+    const QByteArray state =
+        tool(QStringLiteral("xprop"),
+             {QStringLiteral("-id"), QString::fromLatin1(window.trimmed()), QStringLiteral("_NET_WM_STATE")});
+    [&] { QVERIFY2(state.startsWith("_NET_WM_STATE"), state.constData()); }();
+    return state.contains("_NET_WM_STATE_DEMANDS_ATTENTION");
+}
+
 void Desktop::press(const QString &keys) const
 {
     tool(QStringLiteral("xdotool"), {QStringLiteral("key"), keys});

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "tests/support/loginmanager.h"
 #include "tests/system/accessible.h"
 
 #include <QDBusConnection>
@@ -12,8 +13,8 @@
 #include <QTemporaryDir>
 
 /// A desktop of its own, which no other one on the machine sees or touches: a screen without a monitor, a
-/// window manager, a session bus and the accessibility bus. One per process; it lives as long as this object.
-/// Failing to start fails the running test.
+/// window manager, a session bus, the accessibility bus and a login manager. One per process; it lives as
+/// long as this object. Failing to start fails the running test.
 class Desktop
 {
 public:
@@ -32,6 +33,8 @@ public:
     void click(QPoint point) const;
     /// Brings a window to the front and gives it the keyboard, as a click in a task bar does.
     void raise(const QString &title) const;
+    /// Whether a window of the process asks for attention, as a task bar shows it.
+    bool demandsAttention(qint64 processId, const QString &title) const;
     /// Keys held down together, in xdotool's words: "ctrl+shift+bracketright".
     void press(const QString &keys) const;
     /// Key by key.
@@ -47,6 +50,8 @@ private:
     QByteArray tool(const QString &program, const QStringList &arguments) const;
 
     QTemporaryDir home;
+    /// Before the environment, which leads to it.
+    LoginManager login;
     QProcessEnvironment variables;
     QProcess screen;
     QProcess windowManager;

@@ -26,7 +26,8 @@ class SystemTest : public QObject
 protected:
     /// The image goes out in records of so many bytes.
     static constexpr qsizetype RecordSize = 32;
-    static constexpr int EndTimeoutMs = 10000;
+    /// A sanitizer looks at all memory when the program ends, and the machine may be loaded.
+    static constexpr int EndTimeoutMs = 30000;
     static constexpr std::optional<int> ExitCodeOfSuccess = 0;
 
     /// What belongs to one person.

@@ -162,9 +162,9 @@ void SystemTrace::traceGoesWithItsWindow()
     const auto runs = [&] { return !QFile::symLinkTarget(executable).isEmpty(); };
     QVERIFY(runs());
     program().press(QStringLiteral("alt+F4"));
-    QTRY_VERIFY_WITH_TIMEOUT(desktop->picture() == emptyDesktop || !runs(), EndTimeoutMs * 2);
+    QTRY_VERIFY_WITH_TIMEOUT(desktop->picture() == emptyDesktop || !runs(), EndTimeoutMs);
     QVERIFY(runs());
-    QCOMPARE(program().waitForEnd(EndTimeoutMs * 2), ExitCodeOfSuccess);
+    QCOMPARE(program().waitForEnd(EndTimeoutMs), ExitCodeOfSuccess);
 }
 
 void SystemTrace::traceIsSavedAndCleared()

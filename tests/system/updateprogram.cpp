@@ -86,6 +86,12 @@ void UpdateProgram::thaw() const
     ::kill(static_cast<pid_t>(processId()), SIGCONT);
 }
 
+void UpdateProgram::kill()
+{
+    process.kill();
+    QVERIFY(process.waitForFinished(PatienceMs));
+}
+
 std::chrono::milliseconds UpdateProgram::processorTime() const
 {
     QFile file(QStringLiteral("/proc/%1/stat").arg(processId()));

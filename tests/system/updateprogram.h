@@ -41,6 +41,8 @@ public:
     /// Holds the program's execution, or lets it go on: what a person does in between, it finds all at once.
     void freeze() const;
     void thaw() const;
+    /// Ends the program without asking it.
+    void kill();
     /// What the program has printed up to now.
     QString printed();
 

@@ -17,6 +17,8 @@ private slots:
     void failedOpenHasTheSystemsWords_data();
     void failedOpenHasTheSystemsWords();
     void openIgnoresAStaleErrorNumber();
+    void qtsErrorsHaveTheSystemsNumbers_data();
+    void qtsErrorsHaveTheSystemsNumbers();
     void readFillsBlocksToTheEnd();
     void shortReadKeepsTheRestOfTheBlock();
     void emptyFile();
@@ -58,6 +60,29 @@ void ImageFileTest::openIgnoresAStaleErrorNumber()
     errno = ENOMEM;
     QVERIFY(!image.open());
     QCOMPARE(image.errorText(), QStringLiteral("No such file or directory"));
+}
+
+void ImageFileTest::qtsErrorsHaveTheSystemsNumbers_data()
+{
+    QTest::addColumn<QFileDevice::FileError>("error");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<int>("number");
+
+    const QString readable = fileOf("image");
+    QTest::newRow("missing") << QFileDevice::OpenError << folder.filePath(QStringLiteral("missing.INC"))
+                             << ENOENT;
+    QTest::newRow("folder") << QFileDevice::OpenError << folder.path() << EISDIR;
+    QTest::newRow("permission") << QFileDevice::PermissionsError << readable << EACCES;
+    QTest::newRow("too many files") << QFileDevice::ResourceError << readable << EMFILE;
+    QTest::newRow("not opened though readable") << QFileDevice::OpenError << readable << EIO;
+    QTest::newRow("read") << QFileDevice::ReadError << readable << EIO;
+}
+
+void ImageFileTest::qtsErrorsHaveTheSystemsNumbers()
+{
+    QFETCH(const QFileDevice::FileError, error);
+    QFETCH(const QString, name);
+    QTEST(systemErrorOf(error, name), "number");
 }
 
 void ImageFileTest::readFillsBlocksToTheEnd()

@@ -90,6 +90,7 @@ private slots:
     void afterNumber255Comes1();
     void theVariantIsSetAnewForEachRun();
     void theLogSaysThatItRuns();
+    void figuresAreKept();
 
     void stopEndsWithinOneBlock_data();
     void stopEndsWithinOneBlock();
@@ -349,6 +350,29 @@ void InfraredLoaderTest::anErrorWithoutWords()
     bench.scripted.answer(QStringLiteral("sub_ir_config"), 7);
     QCOMPARE(run(bench), 7);
     QCOMPARE(bench.events().constLast(), QStringLiteral("errorSignal SUB-20 sub_ir_config: "));
+}
+
+/// Of what is sent, who wants to know.
+void InfraredLoaderTest::figuresAreKept()
+{
+    RunFigures figures;
+    LoaderBench bench;
+    bench.setImage(unevenBytes(100));
+    LoaderContext context = bench.context();
+    context.figures = &figures;
+    int variant = infrared::CrcVariant;
+    QCOMPARE(InfraredLoader(context, variant).run(), LoaderDone);
+    QCOMPARE(figures.sent, 3);
+    QCOMPARE(figures.done, 3);
+    QCOMPARE(figures.timesUs.size(), std::size_t{3}); // a short block takes a whole frame
+
+    figures = {};
+    atTransmission(bench, Copies + 2, [&] { bench.scripted.answer(Transmission, 21); });
+    QCOMPARE(InfraredLoader(context, variant).run(), 21);
+    QCOMPARE(figures.sent, 2);
+    QCOMPARE(figures.done, 1);
+    QCOMPARE(figures.timesUs.size(), std::size_t{1});
+    QVERIFY(!figures.portWasRefused);
 }
 
 QTEST_GUILESS_MAIN(InfraredLoaderTest)

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "app/devicelog.h"
+#include "app/runlog.h"
+
+struct Options;
+
+/// Writes into the log file what the program is, what it runs on, and which options are set and refused.
+void noteStart(const Options &options);
+
+/// What the window writes into the log file beside its messages; without a log file, nothing.
+struct LogBook
+{
+    DeviceLog devices;
+    RunLog run;
+};

@@ -1,0 +1,428 @@
+// SPDX-License-Identifier: MIT
+#include "connections/connection.h"
+#include "log/logmessages.h"
+#include "tests/support/modalwatch.h"
+#include "tests/support/scriptedsub20.h"
+#include "tests/support/testcase.h"
+#include "tests/support/windowbench.h"
+#include "trace/logbrowser.h"
+
+#include <QLineEdit>
+#include <QRegularExpression>
+#include <QSemaphore>
+
+#include <atomic>
+#include <stdexcept>
+
+namespace {
+
+const QString InfraRed = QStringLiteral("InfraRed SUB-20");
+const QString Modbus = QStringLiteral("Modbus SUB-20");
+constexpr qsizetype BlockSize = 48;
+
+/// Holds the first frame that goes out until it is opened.
+class Gate
+{
+public:
+    explicit Gate(ScriptedSub20 &scripted)
+    {
+        scripted.onCall = [this](const QString &call) {
+            if (call.startsWith(QStringLiteral("sub_ir_tx")) && !reached.exchange(true))
+                goesOn.acquire();
+        };
+    }
+    ~Gate() { open(); }
+    Gate(const Gate &) = delete;
+    Gate &operator=(const Gate &) = delete;
+
+    bool isReached() const { return reached; }
+    void open() { goesOn.release(); }
+
+private:
+    std::atomic<bool> reached = false;
+    QSemaphore goesOn;
+};
+
+} // namespace
+
+/// What the window leaves in the log file, in the process that keeps it: devices, and one beginning and one
+/// end for each run, however it ends.
+class SiteLogTest : public TestCase
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanup();
+
+    void theStart();
+    void devicesThatComeAndGo();
+    void noDevices();
+    void aRunThatSucceeds();
+    void aRunOverModbus();
+    void aRunThatFails();
+    void anAdapterThatIsMissing();
+    void anImageThatIsMissing();
+    void aRunThatIsStopped();
+    void aRunThatIsStoppedBehindItsEnd();
+    void aLoaderThatThrows();
+    void aStartThatWaits();
+    void aWaitingStartThatIsTakenBack();
+    void theWindowIsClosed();
+    void aLoaderThatDoesNotBegin();
+    void noConnection();
+    void theTraceShowsWhatItAlwaysShows();
+
+private:
+    /// A window with an image of so many blocks, and its adapter.
+    struct Site
+    {
+        explicit Site(const QString &connection = InfraRed, qsizetype blocks = 2)
+        {
+            bench.start(connection, QByteArray(blocks * BlockSize, 'x'));
+        }
+
+        ScriptedSub20 scripted;
+        Sub20 adapter{ScriptedSub20::functions()};
+        WindowBench bench{adapter};
+        MessageBoxes boxes;
+    };
+
+    /// The lines since the last call, from the thread on; numbers of runs and times as "#".
+    QStringList take();
+    QStringList takeNotes() { return take().filter(QRegularExpression(QStringLiteral("^\\w+ info "))); }
+    /// Of the notes, those of the runs, without the figures.
+    QStringList takeRuns();
+    static QString begin(const QString &connection = InfraRed)
+    {
+        return QStringLiteral("loader info     run # begins: ") + connection;
+    }
+    static QString end(const QString &text) { return QStringLiteral("window info     run # ends: ") + text; }
+
+    QTemporaryDir folder;
+    QFile file{folder.filePath(QStringLiteral("site.log"))};
+};
+
+void SiteLogTest::initTestCase()
+{
+    startLogFile(file.fileName());
+    QVERIFY(file.open(QIODevice::ReadWrite));
+}
+
+void SiteLogTest::cleanup()
+{
+    QVERIFY(!logHandlerInstalled);
+    take();
+}
+
+QStringList SiteLogTest::take()
+{
+    static const QRegularExpression run(QStringLiteral("run \\d+ "));
+    static const QRegularExpression time(QStringLiteral("\\d+\\.\\d+ (m?s)\\b"));
+    QStringList lines;
+    for (const QString &line : QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts))
+        lines += line.section(u' ', 1)
+                     .replace(run, QStringLiteral("run # "))
+                     .replace(time, QStringLiteral("# \\1"));
+    return lines;
+}
+
+QStringList SiteLogTest::takeRuns()
+{
+    return takeNotes().filter(QRegularExpression(QStringLiteral("run # (begins|ends|reported)")));
+}
+
+void SiteLogTest::theStart()
+{
+    {
+        WindowBench bench;
+        bench.settings.setValue(QStringLiteral("options/reply_gap"), QStringLiteral("50"));
+        bench.settings.setValue(QStringLiteral("options/check_reply"), QStringLiteral("TRUE"));
+        bench.settings.setValue(QStringLiteral("options/trace_key"), QStringLiteral("nothing"));
+        bench.start();
+    }
+    const QStringList lines = take();
+    const QString program = QStringLiteral("window info     Zephyrin Update Utility 1.0.4, Qt %1, process %2")
+                                .arg(QLatin1String(qVersion()))
+                                .arg(QCoreApplication::applicationPid());
+    const qsizetype first = lines.indexOf(program);
+    QVERIFY2(first >= 0, qPrintable(lines.join(u'\n')));
+    QVERIFY(lines.value(first + 1).startsWith(QStringLiteral("window info     system: ") +
+                                              QSysInfo::prettyProductName()));
+    QCOMPARE(lines.mid(first + 2, 2),
+             QStringList({QStringLiteral("window info     options: reply_gap=50, check_reply=TRUE"),
+                          QStringLiteral("window info     option refused: options/trace_key=nothing")}));
+    QVERIFY(lines.contains(
+        QStringLiteral("window debug    options/trace_key is not used, its value is no good: nothing")));
+}
+
+void SiteLogTest::devicesThatComeAndGo()
+{
+    Site site;
+    take();
+    site.bench.devices.addSerialPort(QStringLiteral("ttyUSB0"), QStringLiteral("USB Serial"), 0x0403);
+    site.bench.devices.addSerialPort(QStringLiteral("ttyS0"), QString(), 0);
+    site.bench.probe().updateConnections();
+    const QString port = QStringLiteral("port ttyUSB0, \"USB Serial\", USB 0403:0000, in the menu");
+    const QString bare =
+        QStringLiteral("port ttyS0, \"\", no USB numbers, not in the menu: it has no description");
+    QCOMPARE(take(), QStringList({QStringLiteral("window info     new: ") + port,
+                                  QStringLiteral("window info     new: ") + bare}));
+    site.bench.probe().updateConnections();
+    QCOMPARE(take(), QStringList());
+
+    site.bench.devices.remove(QStringLiteral("ttyUSB0"));
+    site.scripted.adapters = 0;
+    site.bench.probe().updateConnections();
+    QCOMPARE(take(), QStringList({QStringLiteral("window info     gone: SUB-20 adapter"),
+                                  QStringLiteral("window info     gone: ") + port}));
+
+    // A second window finds what there is.
+    site.bench.start();
+    QVERIFY(takeNotes().contains(QStringLiteral("window info     there is: ") + bare));
+}
+
+void SiteLogTest::noDevices()
+{
+    WindowBench bench;
+    bench.start();
+    QVERIFY(takeNotes().contains(QStringLiteral("window info     there is no port and no SUB-20 adapter")));
+}
+
+void SiteLogTest::aRunThatSucceeds()
+{
+    Site site;
+    take();
+    site.bench.press();
+    QVERIFY(site.bench.waitForEnd());
+    const QString image = site.bench.path() + QStringLiteral("/panel.INC");
+    QCOMPARE(take(),
+             QStringList(
+                 {begin(),
+                  QStringLiteral("loader info     run # image: \"%1\", 96 bytes, SHA-256 "
+                                 "d47f0876dd6917702e40d215907c975a9c8f6b8140510841c1ebee43497aac95, 2 blocks "
+                                 "to send")
+                      .arg(image),
+                  QStringLiteral("loader debug    boot run"),
+                  QStringLiteral("window info     run # sent 2 of 2 blocks, which nobody confirms, in # s"),
+                  QStringLiteral("window info     run # took for each block: # ms at least, # ms in the "
+                                 "median, # ms at most"),
+                  end(QStringLiteral("result 0, the whole image was sent"))}));
+}
+
+void SiteLogTest::aRunOverModbus()
+{
+    Site site(Modbus);
+    site.scripted.replyTo = [](const QByteArray &request) { return request; };
+    take();
+    site.bench.press();
+    QVERIFY(site.bench.waitForEnd());
+    const QStringList notes = takeNotes();
+    QCOMPARE(notes.value(0), begin(QStringLiteral("Modbus SUB-20, address 0x50")));
+    QCOMPARE(
+        notes.mid(2),
+        QStringList({QStringLiteral("window info     run # sent 3 of 3 records, 3 of them confirmed, in # s"),
+                     QStringLiteral("window info     run # took for each record: # ms at least, # ms in the "
+                                    "median, # ms at most"),
+                     end(QStringLiteral("result 0, the whole image was sent"))}));
+}
+
+void SiteLogTest::aRunThatFails()
+{
+    Site site;
+    site.scripted.answer(QStringLiteral("sub_ir_tx"), 7);
+    take();
+    site.bench.press();
+    QVERIFY(site.bench.waitForEnd());
+    const QStringList lines = take();
+    const QString error = QStringLiteral("SUB-20 sub_ir_tx: scripted error 7");
+    QVERIFY(lines.contains(QStringLiteral("window debug    ") + error));
+    QCOMPARE(lines.last(3),
+             QStringList(
+                 {QStringLiteral("window info     run # sent 1 of 2 blocks, which nobody confirms, in # s"),
+                  QStringLiteral("window info     run # reported: ") + error,
+                  end(QStringLiteral("result 7, an error of the adapter's library"))}));
+
+    // The next run has nothing to do with it.
+    site.scripted.answer(QStringLiteral("sub_ir_tx"), 0);
+    site.bench.press();
+    QVERIFY(site.bench.waitForEnd());
+    QCOMPARE(takeRuns(), QStringList({begin(), end(QStringLiteral("result 0, the whole image was sent"))}));
+}
+
+void SiteLogTest::anAdapterThatIsMissing()
+{
+    Site site(Modbus);
+    site.scripted.adapters = 0;
+    take();
+    site.bench.press();
+    QVERIFY(site.bench.waitForEnd());
+    QCOMPARE(takeRuns(), QStringList({begin(QStringLiteral("Modbus SUB-20, address 0x50")),
+                                      QStringLiteral("window info     run # reported: Can't open SUB-20"),
+                                      end(QStringLiteral("result -1, not all of the image was sent"))}));
+}
+
+void SiteLogTest::anImageThatIsMissing()
+{
+    Site site;
+    QVERIFY(QFile::remove(site.bench.path() + QStringLiteral("/panel.INC")));
+    take();
+    site.bench.press();
+    QVERIFY(site.bench.waitForEnd());
+    const QStringList lines = takeNotes();
+    QVERIFY(lines.value(1).endsWith(QStringLiteral("panel.INC\", not looked at: no file")));
+    QCOMPARE(lines.filter(QStringLiteral(" reported: Can't open image file ")).size(), 1);
+    QCOMPARE(lines.last(), end(QStringLiteral("result -1, not all of the image was sent")));
+}
+
+void SiteLogTest::aRunThatIsStopped()
+{
+    Site site(InfraRed, 100);
+    Gate gate(site.scripted);
+    take();
+    site.bench.press();
+    QTRY_VERIFY(gate.isReached());
+    site.bench.press();
+    gate.open();
+    QVERIFY(site.bench.waitForEnd());
+    QCOMPARE(
+        takeRuns(),
+        QStringList({begin(), end(QStringLiteral("result -1, not all of the image was sent; stopped by the "
+                                                 "user"))}));
+}
+
+void SiteLogTest::aRunThatIsStoppedBehindItsEnd()
+{
+    Site site(InfraRed, 1);
+    Gate gate(site.scripted);
+    take();
+    site.bench.press();
+    QTRY_VERIFY(gate.isReached());
+    site.bench.press();
+    gate.open();
+    QVERIFY(site.bench.waitForEnd());
+    QCOMPARE(takeRuns(), QStringList({begin(), end(QStringLiteral("result 0, the whole image was sent"))}));
+}
+
+void SiteLogTest::aLoaderThatThrows()
+{
+    Site site;
+    const auto thrower = connect(
+        site.bench.probe().emitter(), &Emitter::load_start, this,
+        [] { throw std::runtime_error("out of order"); }, Qt::DirectConnection);
+    take();
+    site.bench.press();
+    QVERIFY(site.bench.waitForEnd());
+    QCOMPARE(takeRuns(),
+             QStringList({begin(), end(QStringLiteral("result -1, not all of the image was sent"))}));
+    disconnect(thrower);
+    site.bench.press();
+    QVERIFY(site.bench.waitForEnd());
+    QCOMPARE(takeRuns(), QStringList({begin(), end(QStringLiteral("result 0, the whole image was sent"))}));
+}
+
+void SiteLogTest::aStartThatWaits()
+{
+    Site site;
+    Gate gate(site.scripted);
+    take();
+    site.bench.press();
+    QTRY_VERIFY(gate.isReached());
+    site.bench.press();
+    site.bench.press();
+    QCOMPARE(takeRuns(), QStringList(begin()));
+    gate.open();
+    QVERIFY(site.bench.waitForEnd());
+    QCOMPARE(
+        takeRuns(),
+        QStringList({end(QStringLiteral("result -1, not all of the image was sent; stopped by the user")),
+                     begin(), end(QStringLiteral("result 0, the whole image was sent"))}));
+}
+
+void SiteLogTest::aWaitingStartThatIsTakenBack()
+{
+    Site site;
+    Gate gate(site.scripted);
+    take();
+    site.bench.press();
+    QTRY_VERIFY(gate.isReached());
+    for (int presses = 0; presses < 3; ++presses)
+        site.bench.press();
+    gate.open();
+    QVERIFY(site.bench.waitForEnd());
+    QCOMPARE(takeRuns().size(), 2);
+}
+
+void SiteLogTest::theWindowIsClosed()
+{
+    Site site(InfraRed, 100);
+    Gate gate(site.scripted);
+    take();
+    site.bench.press();
+    QTRY_VERIFY(gate.isReached());
+    site.bench.window().close();
+    gate.open();
+    site.bench.close();
+    QCOMPARE(
+        takeRuns(),
+        QStringList({begin(), end(QStringLiteral("result -1, not all of the image was sent; stopped, the "
+                                                 "window was closed"))}));
+}
+
+void SiteLogTest::aLoaderThatDoesNotBegin()
+{
+    Site site;
+    take();
+    site.bench.runLoader([] { return 0; }); // no run of the window's own
+    QCOMPARE(takeNotes(), QStringList());
+}
+
+void SiteLogTest::noConnection()
+{
+    Site site;
+    site.bench.probe().setConnectionType(ConnectionNone);
+    take();
+    site.bench.press();
+    QCOMPARE(take(), QStringList(QStringLiteral("window info     no connection is chosen: nothing is sent")));
+    site.bench.press();
+    QCOMPARE(take(), QStringList());
+}
+
+void SiteLogTest::theTraceShowsWhatItAlwaysShows()
+{
+    WindowBench bench;
+    bench.start();
+    QStringList traced;
+    connect(logBrowser.data(), &LogBrowser::sendMessage, this,
+            [&traced](QtMsgType level, const QString &text) {
+                if (level != QtWarningMsg) // what the offscreen platform says of itself
+                    traced += text;
+            });
+    take();
+    qDebug("before");
+    // on, off, on, closed by its title bar, shown with the handler off, and on again
+    bench.window().logHotKeyPressed();
+    qDebug("on");
+    logNote(QStringLiteral("a note"));
+    bench.window().logHotKeyPressed();
+    qDebug("off");
+    bench.window().logHotKeyPressed();
+    logBrowser->closeBrowser();
+    qDebug("unseen");
+    bench.window().logHotKeyPressed();
+    qDebug("shown, but off");
+    bench.window().logHotKeyPressed();
+    qDebug("on again");
+    bench.window().logHotKeyPressed();
+    QCOMPARE(traced,
+             QStringList({QStringLiteral("on"), QStringLiteral("unseen"), QStringLiteral("on again")}));
+    QCOMPARE(take().filter(QRegularExpression(QStringLiteral("^window (debug|info) "))),
+             QStringList({QStringLiteral("window debug    before"), QStringLiteral("window debug    on"),
+                          QStringLiteral("window info     a note"), QStringLiteral("window debug    off"),
+                          QStringLiteral("window debug    unseen"),
+                          QStringLiteral("window debug    shown, but off"),
+                          QStringLiteral("window debug    on again")}));
+}
+
+QTEST_MAIN(SiteLogTest)
+#include "tst_sitelog.moc"
