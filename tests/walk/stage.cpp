@@ -160,13 +160,6 @@ QString barTextNow(const QProgressBar &bar)
     return match.hasMatch() ? match.captured(1) : bar.format();
 }
 
-QtMessageHandler currentHandler()
-{
-    const QtMessageHandler handler = qInstallMessageHandler(nullptr);
-    qInstallMessageHandler(handler);
-    return handler;
-}
-
 QString traceTextNow()
 {
     QStringList lines = traceDialog()->findChild<QTextBrowser *>()->toPlainText().split(u'\n');
@@ -278,7 +271,7 @@ void Stage::performHere(const Step &step)
     }
     case HotKey:
         pressHotKey(*window);
-        if (currentHandler() != logMessageHandler) // in place of standard error
+        if (!logHandlerInstalled) // in place of standard error
             qInstallMessageHandler(note);
         return;
     case ClearTrace:
@@ -328,7 +321,7 @@ void Stage::closeWindow(int framesToLetGo)
         if (!QApplication::activeModalWidget())
             window->close();
     });
-    while (!ending && changed.wait(&mutex, deadline)) {
+    while (!ending && programs == before && changed.wait(&mutex, deadline)) {
     }
     if (framesToLetGo > 0)
         wires.letGo(Outcome::Good, framesToLetGo - 1);
@@ -397,10 +390,9 @@ View Stage::viewNow() const
     view[QStringLiteral("cursor")] =
         cursor ? (cursor->shape() == Qt::WaitCursor ? QStringLiteral("wait") : QStringLiteral("another"))
                : QString();
-    const bool isRecording = currentHandler() == logMessageHandler;
     view[QStringLiteral("trace")] =
         (traceDialog()->isVisible() ? QStringLiteral("shown") : QStringLiteral("hidden")) +
-        (isRecording ? QStringLiteral(", recording") : QString());
+        (logHandlerInstalled ? QStringLiteral(", recording") : QString());
     view[QStringLiteral("trace's text")] = traceTextNow();
     {
         const QMutexLocker lock(&logMutex);

@@ -18,24 +18,24 @@ struct Row
 };
 
 constexpr std::array Rows{
-    Row{Step::Kind::Press, "press", 20, 1},
+    Row{Step::Kind::Press, "press", 24, 1},
     Row{Step::Kind::Choose, "choose", 8, 12},
-    Row{Step::Kind::PlugIn, "plug-in", 7, 16},
-    Row{Step::Kind::PullOut, "pull-out", 4, 16},
+    Row{Step::Kind::PlugIn, "plug-in", 8, 28},
+    Row{Step::Kind::PullOut, "pull-out", 4, 28},
     Row{Step::Kind::Notice, "notice", 3, 10},
     Row{Step::Kind::Address, "address", 4, 100},
     Row{Step::Kind::OpenFiles, "open-files", 4, 1},
     Row{Step::Kind::PickFile, "pick-file", 20, 5},
-    Row{Step::Kind::CancelFiles, "cancel-files", 4, 1},
+    Row{Step::Kind::CancelFiles, "cancel-files", 3, 1},
     Row{Step::Kind::Type, "type", 1, 3},
     Row{Step::Kind::HotKey, "hot-key", 4, 1},
     Row{Step::Kind::ClearTrace, "clear-trace", 2, 1},
     Row{Step::Kind::CloseTrace, "close-trace", 1, 1},
     Row{Step::Kind::Answer, "answer", 30, 1},
-    Row{Step::Kind::LetGo, "let-go", 24, 9},
-    Row{Step::Kind::Fault, "fault", 4, 5},
+    Row{Step::Kind::LetGo, "let-go", 30, 9},
+    Row{Step::Kind::Fault, "fault", 8, 5},
     Row{Step::Kind::RemoveImage, "remove-image", 1, 5},
-    Row{Step::Kind::RestoreImage, "restore-image", 2, 5},
+    Row{Step::Kind::RestoreImage, "restore-image", 8, 5},
     Row{Step::Kind::Close, "close", 2, 1},
 };
 
