@@ -20,7 +20,7 @@ namespace {
 constexpr qint64 DefaultSteps = 2000;
 constexpr int PatienceMs = 20000;
 /// A program that differs does so at once; only a very busy machine needs more.
-constexpr int ShrinkPatienceMs = 2000;
+constexpr int ShrinkPatienceMs = 1000;
 constexpr int ShrinkMs = 180000;
 constexpr int Differs = 1;
 constexpr int WrongUse = 2;
@@ -65,13 +65,12 @@ int walkAtRandom(qint64 count, quint32 seed, const QString &recordName)
     qint64 left = count;
     QElapsedTimer time;
     time.start();
-    const WalkCounts counts = walk(
-        [&] { return left > 0 ? std::optional(drawStep(random)) : std::nullopt; },
-        [&](const Step &step) {
-            --left;
-            record.write(step.text().toLatin1() + '\n');
-        },
-        report, PatienceMs);
+    const WalkCounts counts = walk([&] { return left > 0 ? std::optional(drawStep(random)) : std::nullopt; },
+                                   [&](const Step &step) {
+                                       --left;
+                                       record.write(step.text().toLatin1() + '\n');
+                                   },
+                                   report, PatienceMs);
     printCounts(counts, time.elapsed());
     return EXIT_SUCCESS;
 }
@@ -82,13 +81,13 @@ int replay(const QString &fileName, int patienceMs, bool isShown)
     qsizetype at = 0;
     QElapsedTimer time;
     time.start();
-    const WalkCounts counts = walk(
-        [&] { return at < steps.size() ? std::optional(steps.at(at++)) : std::nullopt; },
-        [&](const Step &step) {
-            if (isShown)
-                print(step.text());
-        },
-        report, patienceMs);
+    const WalkCounts counts =
+        walk([&] { return at < steps.size() ? std::optional(steps.at(at++)) : std::nullopt; },
+             [&](const Step &step) {
+                 if (isShown)
+                     print(step.text());
+             },
+             report, patienceMs);
     printCounts(counts, time.elapsed());
     return EXIT_SUCCESS;
 }
@@ -120,7 +119,8 @@ Ending runChild(const QStringList &arguments)
 int walkAndShrink(qint64 count, quint32 seed)
 {
     print(QStringLiteral("%1 steps, seed %2").arg(count).arg(seed));
-    const QTemporaryDir folder;
+    const QTemporaryDir folder; // takes with it what a child that fails leaves behind
+    qputenv("TMPDIR", folder.path().toLocal8Bit());
     const QString record = folder.filePath(QStringLiteral("steps"));
     const Ending ending =
         runChild({QStringLiteral("--walk"), QString::number(count), QString::number(seed), record});
@@ -140,7 +140,8 @@ int walkAndShrink(qint64 count, quint32 seed)
         [&deadline] { return !deadline.hasExpired(); });
     if (!writeSteps(steps, shortest))
         print(QStringLiteral("cannot write ") + shortest);
-    print(QStringLiteral("the shortest that still fails, %1 steps, is in %2:").arg(steps.size()).arg(shortest));
+    print(
+        QStringLiteral("the shortest that still fails, %1 steps, is in %2:").arg(steps.size()).arg(shortest));
     print(runChild({QStringLiteral("--replay"), shortest}).output);
     return Differs;
 }

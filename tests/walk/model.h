@@ -16,9 +16,6 @@ using View = QMap<QString, QString>;
 
 /// What may become of a frame that is on the line.
 enum class Outcome { Good, BadCheck, Exception, Short, Silence, LibraryError };
-/// The outcome that the number of a "fault" step asks for, on an infrared, adapter's or serial line.
-Outcome faultOf(int number, int connectionType);
-
 /// The program as it must be: what it shows, stores, logs and sends after each step, worked out from what is
 /// promised to the user and the panel. It knows no widget and no thread. A frame on the line is held there
 /// until a step lets it go, so at the end of each step the program does nothing.
@@ -26,6 +23,9 @@ class Model
 {
 public:
     explicit Model(const Site &where) : site(where) { start(); }
+
+    /// The outcome that the number of a "fault" step asks for on a line of this kind.
+    static Outcome faultOf(int number, int connectionType);
 
     /// False, and nothing happens, when nobody could do that now.
     bool apply(const Step &step);
@@ -47,6 +47,12 @@ public:
     qint64 starts() const { return started; }
 
 private:
+    // What the settings file has for the connections.
+    static constexpr int InfraRed = 1;
+    static constexpr int AdapterModbus = 2;
+    static constexpr int SerialPort = 3;
+    static inline const QString StartText = QStringLiteral("Start Update");
+
     struct Entry
     {
         QString text;

@@ -8,8 +8,8 @@
 
 class Wires;
 
-/// A panel behind a serial port, a pseudo-terminal that has the port's name as a link. Its reply waits for the
-/// walk. When it is destroyed, the port is gone, as a converter that is pulled out.
+/// A panel behind a serial port, a pseudo-terminal that has the port's name as a link. Its reply waits for
+/// the walk. When it is destroyed, the port is gone, as a converter that is pulled out.
 class PanelLine
 {
 public:

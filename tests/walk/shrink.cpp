@@ -43,9 +43,11 @@ bool leaveOut(QList<Step> &steps, qsizetype count, const StillFails &stillFails,
 QList<Step> shrink(QList<Step> failing, const StillFails &stillFails, const MayGoOn &mayGoOn)
 {
     cutHead(failing, stillFails, mayGoOn);
-    for (qsizetype count = failing.size() / 2; count > 1; count /= 2)
-        leaveOut(failing, count, stillFails, mayGoOn);
-    while (leaveOut(failing, 1, stillFails, mayGoOn)) {
+    // Two steps that belong together, such as Start and Stop, can only go together.
+    for (bool isShorter = true; isShorter && mayGoOn();) {
+        isShorter = false;
+        for (qsizetype count = std::max<qsizetype>(failing.size() / 2, 1); count > 0; count /= 2)
+            isShorter = leaveOut(failing, count, stillFails, mayGoOn) || isShorter;
     }
     for (qsizetype i = 0; i < failing.size() && mayGoOn(); ++i) {
         QList<Step> simpler = failing;

@@ -56,10 +56,14 @@ QList<UsbEvent> Site::notices(int number, UsbEvent::Kind kind) const
 UsbEvent Site::notice(int number) const
 {
     using enum UsbEvent::Kind;
-    const std::array events{UsbEvent{Arrival, AdapterVendor}, UsbEvent{Removal, AdapterVendor},
-                            UsbEvent{Arrival, PortVendor},    UsbEvent{Removal, PortVendor},
-                            UsbEvent{Arrival, 0},             UsbEvent{Removal, 0},
-                            UsbEvent{Arrival, 0x1234},        UsbEvent{Lost},
+    const std::array events{UsbEvent{Arrival, AdapterVendor},
+                            UsbEvent{Removal, AdapterVendor},
+                            UsbEvent{Arrival, PortVendor},
+                            UsbEvent{Removal, PortVendor},
+                            UsbEvent{Arrival, 0},
+                            UsbEvent{Removal, 0},
+                            UsbEvent{Arrival, 0x1234},
+                            UsbEvent{Lost},
                             UsbEvent{Arrival, PortVendor, device(2).name},
                             UsbEvent{Removal, PortVendor, device(2).name}};
     return events.at(static_cast<std::size_t>(number) % events.size());

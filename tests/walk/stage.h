@@ -61,8 +61,8 @@ private:
 
     QMutex mutex;
     QWaitCondition changed;
-    int programs = 0;      ///< that have begun
-    bool ending = false;   ///< the event loop has ended, the window is about to go
+    int programs = 0;    ///< that have begun
+    bool ending = false; ///< the event loop has ended, the window is about to go
     bool isLast = false;
 
     static inline QMutex logMutex;

@@ -12,17 +12,17 @@
 struct Step
 {
     enum class Kind {
-        Press,        ///< the update button
-        Choose,       ///< an entry of the menu
-        PlugIn,       ///< a device of the site, see Site::device()
-        PullOut,      ///< the same
-        Notice,       ///< of a device about which nothing has changed, see Site::notice()
-        Address,      ///< 0 one up, 1 one down, otherwise typed
-        OpenFiles,    ///< the button that opens the file window
-        PickFile,     ///< in the file window
-        CancelFiles,  ///< the file window
-        Type,         ///< into the file field; 0 empties it
-        HotKey,       ///< of the trace
+        Press,       ///< the update button
+        Choose,      ///< an entry of the menu
+        PlugIn,      ///< a device of the site, see Site::device()
+        PullOut,     ///< the same
+        Notice,      ///< of a device about which nothing has changed, see Site::notice()
+        Address,     ///< 0 one up, 1 one down, otherwise typed
+        OpenFiles,   ///< the button that opens the file window
+        PickFile,    ///< in the file window
+        CancelFiles, ///< the file window
+        Type,        ///< into the file field; 0 empties it
+        HotKey,      ///< of the trace
         ClearTrace,
         CloseTrace,   ///< by its title bar
         Answer,       ///< the error box on top

@@ -20,7 +20,8 @@ QStringList texts(const QList<Step> &steps)
 
 qsizetype indexOf(const QList<Step> &steps, Step::Kind kind)
 {
-    const auto found = std::find_if(steps.begin(), steps.end(), [kind](const Step &step) { return step.kind == kind; });
+    const auto found =
+        std::find_if(steps.begin(), steps.end(), [kind](const Step &step) { return step.kind == kind; });
     return found != steps.end() ? found - steps.begin() : -1;
 }
 
@@ -29,7 +30,8 @@ bool fails(const QList<Step> &steps)
 {
     const qsizetype press = indexOf(steps, Press);
     const qsizetype choose = indexOf(steps, Choose);
-    return press >= 0 && choose >= 0 && steps.at(choose).number >= 3 && indexOf(steps.mid(press), PullOut) >= 0;
+    return press >= 0 && choose >= 0 && steps.at(choose).number >= 3 &&
+           indexOf(steps.mid(press), PullOut) >= 0;
 }
 
 QList<Step> longWalk()
@@ -60,8 +62,8 @@ private slots:
 void ShrinkTest::onlyWhatTheFailureNeedsIsLeft()
 {
     const QList<Step> steps = shrink(longWalk(), fails, [] { return true; });
-    QCOMPARE(texts(steps),
-             QStringList({QStringLiteral("choose 5"), QStringLiteral("press 0"), QStringLiteral("pull-out 0")}));
+    QCOMPARE(texts(steps), QStringList({QStringLiteral("choose 5"), QStringLiteral("press 0"),
+                                        QStringLiteral("pull-out 0")}));
 }
 
 void ShrinkTest::aFailureOfTheLastStepsIsFoundInThem()

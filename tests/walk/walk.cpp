@@ -68,8 +68,7 @@ private:
             seen = stage.look();
         }
         if (seen.isEmpty())
-            return Difference{steps, QStringLiteral("hangs"),
-                              QStringLiteral("the program does not answer")};
+            return Difference{steps, QStringLiteral("hangs"), QStringLiteral("the program does not answer")};
         stage.forget();
         return std::nullopt;
     }
@@ -98,7 +97,8 @@ private:
 
 } // namespace
 
-WalkCounts walk(const std::function<std::optional<Step>()> &next, const std::function<void(const Step &)> &onStep,
+WalkCounts walk(const std::function<std::optional<Step>()> &next,
+                const std::function<void(const Step &)> &onStep,
                 const std::function<void(const Difference &)> &onDifference, int patienceMs)
 {
     const Site site;
