@@ -273,8 +273,10 @@ bool Model::close()
     waiting.reset();
     if (run)
         run->isStopped = true;
+    isClosing = true;
     for (; held; ++closingFrames)
         letGo(Outcome::Good);
+    isClosing = false;
     start();
     return true;
 }

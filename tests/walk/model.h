@@ -158,6 +158,7 @@ private:
     std::optional<Job> waiting;
     bool held = false;
     int handles = 0;
+    bool isClosing = false; ///< from here on nothing is shown, and nothing reported is heard
     int closingFrames = 0;
     int faulty = 0;
     qint64 begun = 0;

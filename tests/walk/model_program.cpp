@@ -115,6 +115,8 @@ void Model::activate(int entry)
 
 void Model::showBox(const QString &text, bool holdsRun)
 {
+    if (isClosing)
+        return;
     ++shown;
     log(text);
     modals.append({text.trimmed(), false, holdsRun});
