@@ -75,6 +75,8 @@ private:
     };
     struct Run
     {
+        explicit Run(const Job &chosen) : job(chosen) {}
+
         Job job;
         QByteArray image;
         int handle = -1;

@@ -48,7 +48,7 @@ QByteArray withCrc16(const QByteArray &bytes)
 void Model::begin(const Job &job)
 {
     ++begun;
-    run.emplace().job = job;
+    run.emplace(job);
     if (job.type == InfraRed) {
         log(QStringLiteral("boot run"));
         hasWaitCursor = true;

@@ -3,6 +3,7 @@
 
 #include "tests/support/bytes.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 
@@ -18,14 +19,17 @@ constexpr quint16 OtherVendor = 0x067B;
 
 Site::Site()
 {
+    // A port's lock goes by the last part of its name, for all programs of the machine.
+    const QString prefix = QString::number(QCoreApplication::applicationPid()) + QStringLiteral("-COM");
+    const auto port = [&](int number) { return path(prefix + QString::number(number)); };
     // One name is a part of another; of two ports in a row that cannot be chosen, the second one is kept.
     devices = {{{}, {}, AdapterVendor, true},
-               {path(QStringLiteral("COM10")), QStringLiteral("USB Serial Port"), PortVendor, false},
-               {path(QStringLiteral("COM1")), QStringLiteral("USB Serial Port"), PortVendor, true},
-               {path(QStringLiteral("COM7")), QStringLiteral("Serial over bluetooth link"), 0, false},
-               {path(QStringLiteral("COM8")), QString(), OtherVendor, false},
-               {path(QStringLiteral("COM2")), QStringLiteral("Communications Port"), 0, false},
-               {path(QStringLiteral("COM4")), QStringLiteral("Composite Serial Port"), AdapterVendor, true}};
+               {port(10), QStringLiteral("USB Serial Port"), PortVendor, false},
+               {port(1), QStringLiteral("USB Serial Port"), PortVendor, true},
+               {port(7), QStringLiteral("Serial over bluetooth link"), 0, false},
+               {port(8), QString(), OtherVendor, false},
+               {port(2), QStringLiteral("Communications Port"), 0, false},
+               {port(4), QStringLiteral("Composite Serial Port"), AdapterVendor, true}};
     // Both protocols see nothing, one short piece, whole pieces only, and a short last piece.
     const auto add = [this](const char *name, int size) {
         all.append({path(QString::fromLatin1(name)), unevenBytes(size)});
