@@ -19,7 +19,7 @@ constexpr quint16 OtherVendor = 0x067B;
 
 Site::Site()
 {
-    // A port's lock goes by the last part of its name, for all programs of the machine.
+    // The system locks ports by their names, for all programs of the machine.
     const QString prefix = QString::number(QCoreApplication::applicationPid()) + QStringLiteral("-COM");
     const auto port = [&](int number) { return path(prefix + QString::number(number)); };
     // One name is a part of another; of two ports in a row that cannot be chosen, the second one is kept.

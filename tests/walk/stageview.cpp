@@ -42,7 +42,7 @@ QString boxesNow(bool isFolderSet)
     const QString count =
         QString::number(shownWindows<QMessageBox>().size() + shownWindows<QFileDialog>().size());
     if (const QMessageBox *const box = topBox())
-        return count + QStringLiteral(": ") + asIfAlone(box->informativeText().trimmed());
+        return count + QStringLiteral(": ") + box->informativeText().trimmed();
     if (const QFileDialog *const files = topFileWindow()) // without a folder it opens where Qt likes
         return count + QStringLiteral(": files in ") +
                (isFolderSet ? files->directory().absolutePath() : QString());
@@ -75,7 +75,7 @@ QString traceTextNow()
 {
     QStringList lines = traceDialog()->findChild<QTextBrowser *>()->toPlainText().split(u'\n');
     lines.removeIf([](const QString &line) { return line.isEmpty() || isOfThePlatform(line); });
-    return asIfAlone(lines.join(u'\n'));
+    return lines.join(u'\n');
 }
 
 } // namespace
@@ -108,7 +108,7 @@ View Stage::viewNow() const
     view[QStringLiteral("trace's text")] = traceTextNow();
     {
         const QMutexLocker lock(&logMutex);
-        view[QStringLiteral("log")] = asIfAlone(logged.join(u'\n'));
+        view[QStringLiteral("log")] = logged.join(u'\n');
     }
     view[QStringLiteral("settings")] = settingsNow().join(u'\n');
     view[QStringLiteral("wires")] = wires.calls().join(u'\n');

@@ -7,9 +7,28 @@
 #include <QDeadlineTimer>
 #include <QThread>
 
+#include <cerrno>
+#include <cstring>
 #include <thread>
 
 namespace {
+
+/// Once in a while the system's lock of a port is held by somebody else on the machine. Then the port does
+/// not open for that reason, and one failure to open counts like the other.
+bool isLike(View expected, View seen)
+{
+    const QString locked = QStringLiteral("Permission error while locking the device");
+    if (!QStringList(seen.values()).join(u'\n').contains(locked))
+        return seen == expected;
+    for (const int error : {ENOENT, EISDIR}) {
+        const QString text = QString::fromLocal8Bit(std::strerror(error));
+        for (View *const view : {&expected, &seen}) {
+            for (QString &value : *view)
+                value.replace(text, locked);
+        }
+    }
+    return seen == expected;
+}
 
 class Walker
 {
@@ -61,7 +80,7 @@ private:
         const QDeadlineTimer deadline(patienceMs);
         View seen = stage.look();
         // Twice the same: nothing is under way behind it.
-        while (!seen.isEmpty() && (seen != expected || (seen = stage.look()) != expected)) {
+        while (!seen.isEmpty() && (!isLike(expected, seen) || !isLike(expected, seen = stage.look()))) {
             if (deadline.hasExpired())
                 return difference(expected, seen);
             QThread::usleep(PollUs);

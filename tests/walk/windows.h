@@ -8,22 +8,12 @@
 #include <QMessageBox>
 #include <QString>
 
-#include <cerrno>
-#include <cstring>
-
 /// Windows of the program beside its main window, as a walk finds them.
 
 /// What the offscreen platform says of itself whenever a window is shown.
 inline bool isOfThePlatform(const QString &line)
 {
     return line.contains(QStringLiteral("This plugin does not support"));
-}
-
-/// A port without a name is the same one for all programs of the machine: another may just be trying it.
-inline QString asIfAlone(QString text)
-{
-    return text.replace(QStringLiteral("Permission error while locking the device"),
-                        QString::fromLocal8Bit(std::strerror(EISDIR)));
 }
 
 inline LogBrowserDialog *traceDialog()
