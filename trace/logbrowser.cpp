@@ -7,6 +7,7 @@
 #include <QEvent>
 #include <QMutexLocker>
 
+#include <atomic>
 #include <utility>
 
 namespace {
@@ -17,6 +18,21 @@ constexpr int MostAtOnce = 1000;
 /// In a flood, so many are shown in each turn, which takes some hundredths of a second.
 constexpr int FloodPortion = 200;
 
+/// Whether there is an application. Any thread may ask, which QCoreApplication::instance() is not made for.
+std::atomic<bool> applicationRuns = false;
+
+void applicationEnds()
+{
+    applicationRuns = false;
+}
+
+void followApplication()
+{
+    applicationRuns = true;
+    qRemovePostRoutine(applicationEnds); // once, however many log browsers there have been
+    qAddPostRoutine(applicationEnds);
+}
+
 } // namespace
 
 QPointer<LogBrowser> logBrowser;
@@ -25,7 +41,7 @@ bool logHandlerInstalled = false;
 void logMessageHandler(QtMsgType type, const QMessageLogContext &, const QString &message)
 {
     // Without an application nothing is shown any more, and what a queued signal needs goes with the process.
-    if (!QCoreApplication::instance())
+    if (!applicationRuns)
         return;
     if (LogBrowser *const browser = logBrowser.data())
         browser->outputMessage(type, message);
@@ -33,6 +49,7 @@ void logMessageHandler(QtMsgType type, const QMessageLogContext &, const QString
 
 LogBrowser::LogBrowser(const QWidget *styleSource, QObject *parent) : QObject(parent)
 {
+    followApplication();
     qRegisterMetaType<QtMsgType>("QtMsgType");
     browserDialog = std::make_unique<LogBrowserDialog>(styleSource, nullptr);
     connect(this, SIGNAL(sendMessage(QtMsgType,QString)), browserDialog.get(),

@@ -252,6 +252,8 @@ void UpdateProgram::closeBox() const
 {
     const Accessible open = box();
     QVERIFY(!open.isNull());
+    // Before that, the window manager may still move it away from under the mouse.
+    QVERIFY(QTest::qWaitFor([&] { return open.is(State::Active); }, PatienceMs));
     click(open.first(Role::PushButton));
     QVERIFY(QTest::qWaitFor([&] { return !open.is(State::Showing); }, PatienceMs));
 }
