@@ -72,6 +72,7 @@ private slots:
     void aMissingPort();
     void theHolderIsFound();
     void aPortThatNobodyHasOpen();
+    void theRightNeedNotComeFromTheGroup();
     void aUserWithoutTheRightIsToldOfTheGroup();
 };
 
@@ -100,6 +101,12 @@ void PortHolderTest::aPortThatNobodyHasOpen()
     QVERIFY2(
         texts.contains(QStringLiteral("no process that can be looked into has %1 open").arg(terminal.path)),
         qPrintable(texts.join(u'\n')));
+}
+
+void PortHolderTest::theRightNeedNotComeFromTheGroup()
+{
+    const QStringList texts = whyPortIsRefused(QStringLiteral("tty")); // everybody's, whatever its group is
+    QCOMPARE(texts.value(0), QStringLiteral("this user may use /dev/tty"));
 }
 
 void PortHolderTest::aUserWithoutTheRightIsToldOfTheGroup()

@@ -19,6 +19,8 @@ class ModbusLinkTest : public TestCase
 private slots:
     void everyPortErrorHasAMeaning_data();
     void everyPortErrorHasAMeaning();
+    void failuresHaveWords_data();
+    void failuresHaveWords();
     void aWholeReplyHasADeadline();
     void whatTheLineTakes();
     void bytesWrittenSaysHowMany();
@@ -55,6 +57,26 @@ void ModbusLinkTest::everyPortErrorHasAMeaning()
 {
     QFETCH(const int, error);
     QTEST(isLineGone(static_cast<QSerialPort::SerialPortError>(error)), "gone");
+}
+
+void ModbusLinkTest::failuresHaveWords_data()
+{
+    QTest::addColumn<int>("result");
+    QTest::addColumn<QString>("text");
+    const auto row = [](int result, const char *text) {
+        QTest::addRow("%d", result) << result << QString::fromLatin1(text);
+    };
+    row(1, "The serial port cannot be written or read (result 1)");
+    row(27, "The panel's reply is too long (result 27)");
+    row(138, "The panel does not reply (result 138)");
+    row(0x10001, "The converter did not return what was sent (result 65537)");
+    row(7, "The update failed (result 7)");
+}
+
+void ModbusLinkTest::failuresHaveWords()
+{
+    QFETCH(const int, result);
+    QTEST(failureText(result), "text");
 }
 
 void ModbusLinkTest::aWholeReplyHasADeadline()
