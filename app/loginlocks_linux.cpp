@@ -19,7 +19,7 @@ const QStringList Everything{QStringLiteral("sleep"), QStringLiteral("idle"),
 /// A login manager that has to be started first takes its time, too.
 constexpr int AnswerTimeoutMs = 10000;
 
-/// As the D-Bus specification gives it, under "Well-known Message Bus Instances".
+/// As D-Bus gives it under "Well-known Message Bus Instances".
 QString systemBusAddress()
 {
     return qEnvironmentVariable("DBUS_SYSTEM_BUS_ADDRESS",

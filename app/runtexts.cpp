@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 
 namespace {
 
@@ -31,17 +32,27 @@ struct ResultWords
     const char *words;
 };
 
-/// What the results of the Modbus link mean. Any other one is an error of the adapter's library.
-constexpr std::array ModbusResults{
-    ResultWords{MB_TX_FAILED, "the serial port took less than a whole request"},
+/// What the results mean that only a serial port has.
+constexpr std::array SerialPortResults{
+    ResultWords{MB_TX_FAILED, "the serial port cannot be written or read"},
     ResultWords{MB_RX_OVERFLOW, "the panel's reply is too long"},
+    ResultWords{MB_LINE_ECHO_WRONG, "the converter did not return what was sent"},
+};
+
+/// What the other results of the Modbus link mean. Any other one is an error of the adapter's library.
+constexpr std::array ModbusResults{
     ResultWords{MB_FRAME_INCOMPLETE, "the panel's reply is too short"},
     ResultWords{MB_EXCEPTION, "the panel refuses"},
     ResultWords{MB_CRC_ERROR, "the panel's reply is damaged"},
     ResultWords{MB_TIMEOUT, "the panel does not reply"},
     ResultWords{MB_NO_ECHO, "the panel's reply is not the echo of the request"},
-    ResultWords{MB_LINE_ECHO_WRONG, "the converter did not return what was sent"},
 };
+
+const char *wordsFor(int result, std::span<const ResultWords> rows)
+{
+    const auto row = std::ranges::find(rows, result, &ResultWords::result);
+    return row != rows.end() ? row->words : nullptr;
+}
 
 bool isModbus(const UpdateJob &job)
 {
@@ -166,12 +177,10 @@ QString resultText(const UpdateJob &job, int result)
         return text("not all of the image was sent");
     if (result == ImageRefused)
         return text("the image was refused");
-    const auto *const row =
-        std::find_if(ModbusResults.begin(), ModbusResults.end(),
-                     [result](const ResultWords &words) { return words.result == result; });
-    if (isModbus(job) && row != ModbusResults.end())
-        return text(row->words);
-    return text("an error of the adapter's library");
+    const char *words = isModbus(job) ? wordsFor(result, ModbusResults) : nullptr;
+    if (!words && isOverSerialPort(job.connectionType))
+        words = wordsFor(result, SerialPortResults);
+    return text(words ? words : "an error of the adapter's library");
 }
 
 QString stopText(const SessionEnd &end, bool windowIsClosed)

@@ -2,6 +2,7 @@
 // Awake by the power management of Windows, which takes it back by itself if the program dies.
 #include "app/stayawake.h"
 
+#include <QDebug>
 #include <QGuiApplication>
 #include <QObject>
 #include <QSessionManager>
@@ -22,8 +23,11 @@ public:
         if (handle)
             return;
         handle = reinterpret_cast<HWND>(window.winId());
-        SetThreadExecutionState(ES_CONTINUOUS | ES_SYSTEM_REQUIRED);
-        ShutdownBlockReasonCreate(handle, L"A firmware update is running");
+        const bool isAwake = SetThreadExecutionState(ES_CONTINUOUS | ES_SYSTEM_REQUIRED) != 0;
+        const bool staysUp = ShutdownBlockReasonCreate(handle, L"A firmware update is running") != 0;
+        if (!isAwake || !staysUp)
+            qDebug().noquote() << "The computer may fall asleep during the update:"
+                               << "Windows refuses";
         // The reason is what Windows shows; what blocks is the answer no, when it asks for the session's end.
         refusal = QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, &window,
                                    [](QSessionManager &session) { session.cancel(); });

@@ -29,7 +29,7 @@ endif()
 # For the program's own libraries alone: tests are not looked at.
 add_library(zephyrin_coverage INTERFACE)
 if(ZEPHYRIN_COVERAGE)
-    target_compile_options(zephyrin_coverage INTERFACE --coverage -O0 -fprofile-abs-path -fprofile-update=atomic)
+    target_compile_options(zephyrin_coverage INTERFACE --coverage -O0 -fprofile-update=atomic)
     add_link_options(--coverage)
 endif()
 

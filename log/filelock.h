@@ -19,6 +19,7 @@ public:
     [[nodiscard]] bool isCurrent() const;
 
 private:
+    /// False while another program has it. Where a file system knows no locks, nobody can have it.
     [[nodiscard]] bool tryLock();
 
     QFile &file;

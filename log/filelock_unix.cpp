@@ -1,27 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "log/filelock.h"
 
-#include <QDeadlineTimer>
 #include <QFile>
-#include <QThread>
 
 #include <sys/file.h>
 #include <sys/stat.h>
 
-namespace {
-
-constexpr int LongestWaitMs = 100;
-
-} // namespace
-
-FileLock::FileLock(QFile &locked) : file(locked), held(tryLock())
-{
-    const QDeadlineTimer end(LongestWaitMs, Qt::PreciseTimer);
-    while (!held && !end.hasExpired()) {
-        QThread::msleep(1);
-        held = tryLock();
-    }
-}
+#include <cerrno>
 
 FileLock::~FileLock()
 {
@@ -31,7 +16,7 @@ FileLock::~FileLock()
 
 bool FileLock::tryLock()
 {
-    return ::flock(file.handle(), LOCK_EX | LOCK_NB) == 0;
+    return ::flock(file.handle(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
 bool FileLock::isCurrent() const

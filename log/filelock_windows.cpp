@@ -1,16 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "log/filelock.h"
 
-#include <QDeadlineTimer>
 #include <QFile>
-#include <QThread>
 
 #include <io.h>
 #include <windows.h>
 
 namespace {
 
-constexpr int LongestWaitMs = 100;
 /// Windows keeps others from what is locked, readers as well. So the lock is on a byte that no file has.
 constexpr DWORD FarBehindTheEnd = 0x7FFFFFFF;
 
@@ -28,15 +25,6 @@ OVERLAPPED lockedByte()
 
 } // namespace
 
-FileLock::FileLock(QFile &locked) : file(locked), held(tryLock())
-{
-    const QDeadlineTimer end(LongestWaitMs, Qt::PreciseTimer);
-    while (!held && !end.hasExpired()) {
-        QThread::msleep(1);
-        held = tryLock();
-    }
-}
-
 FileLock::~FileLock()
 {
     if (!held || !file.isOpen())
@@ -48,8 +36,8 @@ FileLock::~FileLock()
 bool FileLock::tryLock()
 {
     OVERLAPPED place = lockedByte();
-    return LockFileEx(handleOf(file), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place) !=
-           0;
+    constexpr DWORD AtOnce = LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY;
+    return LockFileEx(handleOf(file), AtOnce, 0, 1, 0, &place) != 0 || GetLastError() != ERROR_LOCK_VIOLATION;
 }
 
 /// Windows renames no file that is open.

@@ -11,7 +11,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <filesystem>
 #include <optional>
+#include <string>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -54,7 +57,11 @@ std::optional<bool> holds(const QString &process, const struct stat &port)
         {
         };
         const QByteArray path = folder + '/' + QFile::encodeName(file);
-        if (::stat(path.constData(), &status) == 0 && isSameDevice(status, port))
+        // A file elsewhere may be on a server that does not answer, and looking at it would never end.
+        std::error_code error;
+        const std::string target = std::filesystem::read_symlink(path.constData(), error).string();
+        if (target.starts_with("/dev/") && ::stat(path.constData(), &status) == 0 &&
+            isSameDevice(status, port))
             return true;
     }
     return false;

@@ -97,7 +97,7 @@ std::int32_t Modbus::writeFileRecord(sub_handle sub20Handle, quint8 slaveAddress
     const std::int32_t length = rtu::buildWriteFileRecord(
         requestBuffer, slaveAddress, fileNumber, recordNumber, {data, static_cast<std::size_t>(dataLength)});
     const std::int32_t result = transaction(sub20Handle, length, WriteFileRecordTimeoutMs);
-    if (result == MB_LINE_ECHO_WRONG)
+    if (lineEcho && !sub20Handle && result == MB_LINE_ECHO_WRONG)
         emit errorString(lineEchoText(recordNumber));
     if (result != MB_OK || !replyChecked || slaveAddress == rtu::BroadcastAddress ||
         isEcho(length + rtu::CrcSize))

@@ -10,8 +10,6 @@ QString failureText(int result)
         return QStringLiteral("The panel's reply is too long (result %1)").arg(result);
     case MB_TIMEOUT:
         return QStringLiteral("The panel does not reply (result %1)").arg(result);
-    case MB_LINE_ECHO_WRONG:
-        return QStringLiteral("The converter did not return what was sent (result %1)").arg(result);
     default:
         return QStringLiteral("The update failed (result %1)").arg(result);
     }

@@ -53,7 +53,7 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     execute_process(COMMAND getconf GNU_LIBC_VERSION OUTPUT_VARIABLE libc_version OUTPUT_STRIP_TRAILING_WHITESPACE)
     string(REPLACE "glibc " "" libc_version "${libc_version}")
     sbom_component(glibc NAME "GNU C Library" VERSION ${libc_version} SUPPLIER "Organization: GNU project"
-        LICENCE LGPL-2.1-or-later CPE gnu:glibc:${libc_version} FILES "libc.so.6, libm.so.6")
+        LICENCE LGPL-2.1-or-later CPE gnu:glibc:${libc_version} FILES "libc.so.6, libm.so.6, ld-linux-x86-64.so.2")
     sbom_component(libudev NAME libudev VERSION ${libudev_VERSION} SUPPLIER "Organization: systemd project"
         LICENCE LGPL-2.1-or-later CPE systemd_project:systemd:${libudev_VERSION} FILES "libudev.so.1")
 elseif(MINGW)

@@ -225,7 +225,7 @@ void RunTextsTest::results_data()
         row(type, 0x20000, "result 131072, the image was refused");
         row(type, 7, "result 7, an error of the adapter's library");
     }
-    row(ConnectionComPort, 1, "result 1, the serial port took less than a whole request");
+    row(ConnectionComPort, 1, "result 1, the serial port cannot be written or read");
     row(ConnectionComPort, 27, "result 27, the panel's reply is too long");
     row(ConnectionComPort, 32, "result 32, the panel's reply is too short");
     row(ConnectionComPort, 40, "result 40, the panel refuses");
@@ -233,6 +233,10 @@ void RunTextsTest::results_data()
     row(ConnectionModbusSub20, 138, "result 138, the panel does not reply");
     row(ConnectionModbusSub20, 0x10000, "result 65536, the panel's reply is not the echo of the request");
     row(ConnectionComPort, 0x10001, "result 65537, the converter did not return what was sent");
+    for (const int result : {1, 27, 0x10001}) // of a serial port alone
+        QTest::addRow("%d by the adapter", result)
+            << int{ConnectionModbusSub20} << result
+            << QStringLiteral("result %1, an error of the adapter's library").arg(result);
     // By infrared there is no panel's reply, whatever the adapter's library numbers its errors.
     row(ConnectionInfraRed, 138, "result 138, an error of the adapter's library");
 }

@@ -49,12 +49,17 @@ public:
     {
         send(message, event, reinterpret_cast<LPARAM>(record.constData()));
     }
-    QList<UsbEvent> events() const
+    /// Words such as "+04d8" for an arrival and "-0403" for a removal.
+    QStringList notices() const
     {
-        QList<UsbEvent> list;
-        for (const QList<QVariant> &arguments : spy)
-            list += arguments[0].value<UsbEvent>();
-        return list;
+        QStringList words;
+        for (const QList<QVariant> &arguments : spy) {
+            const auto event = arguments[0].value<UsbEvent>();
+            words += QStringLiteral("%1%2")
+                         .arg(QLatin1Char(event.kind == UsbEvent::Kind::Arrival ? '+' : '-'))
+                         .arg(event.vendorId, 4, 16, QLatin1Char('0'));
+        }
+        return words;
     }
 
 private:
@@ -96,9 +101,8 @@ void WindowsUsbMonitorTest::devicesThatComeAndGo()
     listener.send(WM_DEVICECHANGE, DBT_DEVICEARRIVAL, recordOf(Interface, AdapterPath));
     listener.send(WM_DEVICECHANGE, DBT_DEVICEREMOVECOMPLETE, recordOf(Interface, ConverterPath));
     listener.send(WM_DEVICECHANGE, DBT_DEVICEARRIVAL, recordOf(Interface, QStringLiteral("no parts")));
-    const QList<UsbEvent> expected{
-        {UsbEvent::Kind::Arrival, 0x04D8}, {UsbEvent::Kind::Removal, 0x1A86}, {UsbEvent::Kind::Arrival, 0}};
-    QVERIFY(listener.events() == expected);
+    QCOMPARE(listener.notices(),
+             QStringList({QStringLiteral("+04d8"), QStringLiteral("-1a86"), QStringLiteral("+0000")}));
 }
 
 void WindowsUsbMonitorTest::thePartsOfThePathAreLogged()
@@ -131,7 +135,7 @@ void WindowsUsbMonitorTest::otherRecordsAreIgnored()
     QFETCH(const uint, deviceType);
     const Listener listener;
     listener.send(message, event, recordOf(deviceType, AdapterPath));
-    QVERIFY(listener.events().isEmpty());
+    QVERIFY(listener.notices().isEmpty());
 }
 
 void WindowsUsbMonitorTest::aNumberIsNoAddress_data()
@@ -157,7 +161,7 @@ void WindowsUsbMonitorTest::aNumberIsNoAddress()
     QFETCH(const qlonglong, number);
     const Listener listener;
     listener.send(WM_DEVICECHANGE, static_cast<WPARAM>(event), static_cast<LPARAM>(number));
-    QVERIFY(listener.events().isEmpty());
+    QVERIFY(listener.notices().isEmpty());
 }
 
 void WindowsUsbMonitorTest::thereMayBeNoRecord()
@@ -165,7 +169,7 @@ void WindowsUsbMonitorTest::thereMayBeNoRecord()
     const Listener listener;
     for (const WPARAM event : {DBT_DEVICEARRIVAL, DBT_DEVICEREMOVECOMPLETE, DBT_DEVNODES_CHANGED})
         listener.send(WM_DEVICECHANGE, event, LPARAM{0});
-    QVERIFY(listener.events().isEmpty());
+    QVERIFY(listener.notices().isEmpty());
 }
 
 void WindowsUsbMonitorTest::discoveryRunsInTheProgramsWindow()

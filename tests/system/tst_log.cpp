@@ -11,7 +11,6 @@ using State = Accessible::State;
 
 namespace {
 
-constexpr quint16 ConverterVendorId = 0x0403;
 const QString InfraRed = QStringLiteral("InfraRed SUB-20");
 const QString Modbus = QStringLiteral("Modbus SUB-20");
 const QString HotKey = QStringLiteral("ctrl+shift+bracketright");
@@ -42,6 +41,7 @@ private slots:
     void runOverEachConnection();
     void lineThatIsTooFastIsAsked_data();
     void lineThatIsTooFastIsAsked();
+    void converterThatChangesWhatItReturns();
     void badRepliesOverASerialPort_data();
     void badRepliesOverASerialPort();
     void adapterThatFails_data();
@@ -236,6 +236,8 @@ void SystemLog::lineThatIsTooFastIsAsked_data()
     QTest::addColumn<QStringList>("panel");
     QTest::addColumn<bool>("isAsked");
     QTest::newRow("a reply at once") << QStringList() << true;
+    QTest::newRow("a converter that returns what is sent, and no panel")
+        << QStringList{QStringLiteral("--line-echo"), QStringLiteral("--silent")} << true;
     QTest::newRow("a panel that takes its time")
         << QStringList{QStringLiteral("--answer-ms"), QStringLiteral("100")} << false;
 }
@@ -250,6 +252,20 @@ void SystemLog::lineThatIsTooFastIsAsked()
     startProgram();
     runUpdate();
     QCOMPARE(lines().filter(Question).size(), isAsked ? 1 : 0);
+}
+
+void SystemLog::converterThatChangesWhatItReturns()
+{
+    const PanelProcess simulated({QStringLiteral("--line-echo"), QStringLiteral("--line-echo-flip")});
+    plugIn(simulated);
+    setOption(QStringLiteral("line_echo"), QStringLiteral("true"));
+    rememberImage(5 * RecordSize);
+    startProgram();
+    runUpdate(true);
+    QCOMPARE(line(QStringLiteral(" reported: ")),
+             QStringLiteral("window reported: The converter returned record 0 changed"));
+    QCOMPARE(end(), QStringLiteral("window ends: result 65537, the converter did not return what was sent"));
+    QVERIFY(lines().filter(Question).isEmpty());
 }
 
 void SystemLog::badRepliesOverASerialPort_data()
