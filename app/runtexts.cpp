@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr qint64 ReadSize = 1024 * 1024;
+constexpr qint64 ReadSize = qint64{1024} * 1024;
 constexpr double MsPerSecond = 1000;
 constexpr double UsPerMs = 1000;
 constexpr int AddressDigits = 2;
@@ -137,9 +137,9 @@ QString connectionText(const UpdateJob &job)
     const ConnectionKind *const kind = connectionKind(job.connectionType);
     if (!kind)
         return QStringLiteral("connection %1").arg(job.connectionType);
-    const QString name = kind->device == ConnectionDevice::SerialPort
-                             ? QStringLiteral("serial port ") + job.portName
-                             : QString::fromLatin1(kind->text);
+    QString name = kind->device == ConnectionDevice::SerialPort
+                       ? QStringLiteral("serial port ") + job.portName
+                       : QString::fromLatin1(kind->text);
     if (!kind->hasAddress)
         return name;
     return name + QStringLiteral(", address 0x%1")

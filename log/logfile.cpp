@@ -66,9 +66,9 @@ QString LogFile::append(QFile &file, const QByteArray &line, bool isLocked)
     const qint64 written = file.write(line);
     if (written == line.size())
         return {};
-    const QString why = file.error() != QFileDevice::NoError
-                            ? file.errorString()
-                            : QStringLiteral("there was room for a part of a line only");
+    QString why = file.error() != QFileDevice::NoError
+                      ? file.errorString()
+                      : QStringLiteral("there was room for a part of a line only");
     if (written > 0 && isLocked)
         file.resize(before);
     return why;

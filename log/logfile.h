@@ -16,7 +16,7 @@ class LogFile
 public:
     /// How large it becomes, 5 MiB, before it turns into the file of the same name with ".1" behind it, in
     /// the place of the one before.
-    static constexpr qint64 LargestSize = 5 * 1024 * 1024;
+    static constexpr qint64 LargestSize = qint64{5} * 1024 * 1024;
 
     explicit LogFile(const QString &path, qint64 largestSize = LargestSize);
 

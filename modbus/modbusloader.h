@@ -19,7 +19,7 @@ public:
     /// How many bytes of the image a record holds; the last one may have fewer.
     static constexpr int ChunkSize = 32;
     /// As far as the records' 16-bit numbers reach; behind it they begin again.
-    static constexpr qint64 MaxImageSize = ChunkSize * 0x10000;
+    static constexpr qint64 MaxImageSize = qint64{ChunkSize} * 0x10000;
 
     ModbusLoader(LoaderContext lent, Link over);
 
