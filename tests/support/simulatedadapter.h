@@ -7,6 +7,7 @@
 #include <QByteArray>
 #include <QFile>
 #include <QList>
+#include <QSaveFile>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -52,9 +53,10 @@ public:
     /// Plugs adapters in or pulls them out; at any time.
     void setAdapters(int adapters) const
     {
-        QFile number(file("adapters"));
+        QSaveFile number(file("adapters")); // a loader may look at any moment
         QVERIFY(number.open(QIODevice::WriteOnly));
         number.write(QByteArray::number(adapters));
+        QVERIFY(number.commit());
     }
 
     /// The calls so far, a line a call.

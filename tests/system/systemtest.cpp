@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QSaveFile>
 #include <QTest>
 
 namespace {
@@ -89,7 +90,11 @@ void SystemTest::waitForEndOfUpdate() const
 void SystemTest::setAdapters(int count) const
 {
     const QString counter = filePath(QStringLiteral("adapters"));
-    writeFile(counter, QByteArray::number(count));
+    // The program may look at any moment, and finds the old number or the new one.
+    QSaveFile file(counter);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(QByteArray::number(count));
+    QVERIFY(file.commit());
     program().setVariable(QStringLiteral("LD_LIBRARY_PATH"), QStringLiteral(SUB20_SIMULATOR_FOLDER));
     program().setVariable(QStringLiteral("ZEPHYRIN_SUB20_ADAPTERS_FILE"), counter);
 }
