@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: MIT
+#include "log/logmessages.h"
 #include "tests/app/upload.h"
 #include "tests/support/testcase.h"
+
+#include <QFile>
+#include <QRegularExpression>
+#include <QTemporaryDir>
 
 #include <array>
 #include <utility>
@@ -74,12 +79,15 @@ qsizetype framesIn(const MessageLog &log)
 } // namespace
 
 /// Every two options together on a real update over a serial port: done, refused, stopped and closed. Each
-/// option still does its own.
+/// option still does its own. The log file, which main() begins, is written in all of them: it takes nothing
+/// from the others, and has one beginning and one end for each run.
 class OptionPairsTest : public TestCase
 {
     Q_OBJECT
 
 private slots:
+    void initTestCase();
+    void cleanup();
     void everyPairIsThereInEveryWay();
     void theImageArrives_data();
     void theImageArrives();
@@ -94,7 +102,33 @@ private slots:
 
 private:
     static void addCombinations();
+    qsizetype runsThat(const QString &what) const;
+    QString logFile() const { return folder.filePath(QStringLiteral("site.log")); }
+
+    QTemporaryDir folder;
+    qsizetype runs = 0;
 };
+
+void OptionPairsTest::initTestCase()
+{
+    startLogFile(logFile());
+}
+
+void OptionPairsTest::cleanup()
+{
+    const qsizetype begun = runsThat(QStringLiteral("begins"));
+    const bool hasRun = qstrcmp(QTest::currentTestFunction(), "everyPairIsThereInEveryWay") != 0;
+    QCOMPARE(begun > runs, hasRun);
+    QCOMPARE(runsThat(QStringLiteral("ends")), begun);
+    runs = begun;
+}
+
+qsizetype OptionPairsTest::runsThat(const QString &what) const
+{
+    QFile file(logFile());
+    const QString text = file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    return text.split(u'\n').filter(QRegularExpression(QStringLiteral("run \\d+ %1: ").arg(what))).size();
+}
 
 void OptionPairsTest::addCombinations()
 {
