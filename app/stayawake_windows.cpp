@@ -16,7 +16,7 @@ class WindowsStayAwake : public StayAwake
 {
 public:
     explicit WindowsStayAwake(QWidget &named) : window(named) {}
-    ~WindowsStayAwake() override { give(); }
+    ~WindowsStayAwake() override { WindowsStayAwake::release(); }
 
     void hold() override
     {
@@ -32,10 +32,7 @@ public:
         refusal = QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, &window,
                                    [](QSessionManager &session) { session.cancel(); });
     }
-    void release() override { give(); }
-
-private:
-    void give()
+    void release() override
     {
         if (!handle)
             return;
@@ -45,6 +42,7 @@ private:
         handle = nullptr;
     }
 
+private:
     QWidget &window;
     /// The window's, while something is held.
     HWND handle = nullptr;

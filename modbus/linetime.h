@@ -21,8 +21,8 @@ constexpr std::int64_t lineTimeUs(std::int64_t bytes, std::int32_t bitsPerByte =
 /// The same in milliseconds, rounded up.
 constexpr std::int32_t lineTimeMs(std::int32_t bytes, std::int32_t bitsPerByte = BitsPerByte) noexcept
 {
-    return static_cast<std::int32_t>((std::int64_t{bytes} * bitsPerByte * 1000 + LineBaudRate - 1) /
-                                     LineBaudRate);
+    constexpr std::int64_t UsPerMs = 1000;
+    return static_cast<std::int32_t>((lineTimeUs(bytes, bitsPerByte) + UsPerMs - 1) / UsPerMs);
 }
 
 } // namespace rtu

@@ -225,16 +225,7 @@ void OptionPairsTest::stop()
 {
     QFETCH(const QVariantMap, options);
     Upload upload(lineFor(options), options);
-    upload.begin(makeBytes(2000 * ChunkSize));
-    QTRY_VERIFY(upload.lines().size() >= 2);
-    upload.bench.press();
-    QCOMPARE(upload.finish(), -1);
-    QCOMPARE(upload.log.count(CanceledText), 1);
-    QCOMPARE(upload.boxes.informativeTexts(), QStringList());
-    verifySessionEnded(upload.bench, false);
-    const QByteArray image = makeBytes(10 * ChunkSize);
-    QCOMPARE(upload.run(image), 0);
-    QCOMPARE(upload.panel.image().left(image.size()), image);
+    verifyStop(upload);
 }
 
 void OptionPairsTest::closing_data()
@@ -246,14 +237,7 @@ void OptionPairsTest::closing()
 {
     QFETCH(const QVariantMap, options);
     Upload upload(lineFor(options), options);
-    upload.begin(makeBytes(2000 * ChunkSize));
-    QTRY_VERIFY(upload.lines().size() >= 2);
-    const QFuture<int> future = upload.bench.probe().future();
-    upload.emitter.reset();
-    upload.bench.close();
-    QVERIFY(future.isFinished());
-    QCOMPARE(future.result(), -1);
-    QCOMPARE(upload.boxes.informativeTexts(), QStringList());
+    verifyClosing(upload);
 }
 
 QTEST_MAIN(OptionPairsTest)

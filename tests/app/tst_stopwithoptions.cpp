@@ -16,8 +16,6 @@ private slots:
 private:
     static void addOptions();
     static QStringList lineFor(const QVariantMap &options);
-    /// Starts an upload that is far from its end, and waits until the panel has got something.
-    static void beginAndWait(Upload &upload);
 };
 
 void StopWithOptionsTest::addOptions()
@@ -57,12 +55,6 @@ QStringList StopWithOptionsTest::lineFor(const QVariantMap &options)
                                                          : QStringList();
 }
 
-void StopWithOptionsTest::beginAndWait(Upload &upload)
-{
-    upload.begin(makeBytes(2000 * ChunkSize));
-    QTRY_VERIFY(upload.lines().size() >= 2);
-}
-
 void StopWithOptionsTest::stop_data()
 {
     addOptions();
@@ -72,15 +64,7 @@ void StopWithOptionsTest::stop()
 {
     QFETCH(const QVariantMap, options);
     Upload upload(lineFor(options), options);
-    beginAndWait(upload);
-    upload.bench.press();
-    QCOMPARE(upload.finish(), -1);
-    QCOMPARE(upload.log.count(CanceledText), 1);
-    QCOMPARE(upload.boxes.informativeTexts(), QStringList());
-    verifySessionEnded(upload.bench, false);
-    const QByteArray image = makeBytes(10 * ChunkSize);
-    QCOMPARE(upload.run(image), 0);
-    QCOMPARE(upload.panel.image().left(image.size()), image);
+    verifyStop(upload);
 }
 
 void StopWithOptionsTest::closing_data()
@@ -92,13 +76,7 @@ void StopWithOptionsTest::closing()
 {
     QFETCH(const QVariantMap, options);
     Upload upload(lineFor(options), options);
-    beginAndWait(upload);
-    const QFuture<int> future = upload.bench.probe().future();
-    upload.emitter.reset();
-    upload.bench.close();
-    QVERIFY(future.isFinished());
-    QCOMPARE(future.result(), -1);
-    QCOMPARE(upload.boxes.informativeTexts(), QStringList());
+    verifyClosing(upload);
 }
 
 QTEST_MAIN(StopWithOptionsTest)

@@ -91,3 +91,36 @@ struct Upload
     MessageBoxes boxes;
     std::unique_ptr<EmitterLog> emitter;
 };
+
+/// Starts an upload that is far from its end, and waits until the panel has got something.
+inline void beginLongUpload(Upload &upload)
+{
+    upload.begin(makeBytes(2000 * ChunkSize));
+    QTRY_VERIFY(upload.lines().size() >= 2);
+}
+
+/// Stop ends a run without a box, and the next one sends its whole image.
+inline void verifyStop(Upload &upload)
+{
+    beginLongUpload(upload);
+    upload.bench.press();
+    QCOMPARE(upload.finish(), -1);
+    QCOMPARE(upload.log.count(CanceledText), 1);
+    QCOMPARE(upload.boxes.informativeTexts(), QStringList());
+    verifySessionEnded(upload.bench, false);
+    const QByteArray image = makeBytes(10 * ChunkSize);
+    QCOMPARE(upload.run(image), 0);
+    QCOMPARE(upload.panel.image().left(image.size()), image);
+}
+
+/// The window that is closed ends its run before it goes.
+inline void verifyClosing(Upload &upload)
+{
+    beginLongUpload(upload);
+    const QFuture<int> future = upload.bench.probe().future();
+    upload.emitter.reset();
+    upload.bench.close();
+    QVERIFY(future.isFinished());
+    QCOMPARE(future.result(), -1);
+    QCOMPARE(upload.boxes.informativeTexts(), QStringList());
+}
