@@ -2,11 +2,32 @@
 #include "app/logbook.h"
 
 #include "app/options.h"
+#include "app/settingskeys.h"
 #include "log/logmessages.h"
 
 #include <QCoreApplication>
+#include <QSettings>
 #include <QStringList>
 #include <QSysInfo>
+
+namespace {
+
+/// What the file dialog shows as an image.
+const QString ImageSuffix = QStringLiteral(".INC");
+
+} // namespace
+
+void startLog(const QSettings &settings)
+{
+    const QString path = chosenLogFile(settings);
+    QList<NoLogFile> others{{settings.fileName(), QStringLiteral("it is the settings file")}};
+    const QString image = settings.value(settingskey::FileName).toString();
+    if (!image.isEmpty())
+        others += NoLogFile{image, QStringLiteral("it is the image")};
+    if (path.endsWith(ImageSuffix, Qt::CaseInsensitive))
+        others += NoLogFile{path, QStringLiteral("it has the name of an image")};
+    startLogFile(path, others);
+}
 
 void noteStart(const Options &options)
 {

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include "app/logbook.h"
 #include "app/mainwindow.h"
-#include "app/options.h"
 #include "app/settingskeys.h"
-#include "log/logmessages.h"
 
 #include <QApplication>
 #include <QSettings>
@@ -10,8 +9,8 @@
 int main(int argc, char *argv[])
 {
     // Before anything can be logged, so that Qt's own first messages are in the log file, too.
-    startLogFile(chosenLogFile(
-        QSettings(QSettings::IniFormat, QSettings::UserScope, SettingsOrganisation, SettingsApplication)));
+    startLog(
+        QSettings(QSettings::IniFormat, QSettings::UserScope, SettingsOrganisation, SettingsApplication));
     QApplication application(argc, argv);
     MainWindow window;
     window.show();

@@ -15,27 +15,60 @@ namespace {
 /// So often another program may be quicker to rename the file.
 constexpr int MostTries = 5;
 
+QString notOrdinary()
+{
+    return QStringLiteral("it is no ordinary file");
+}
+
+/// Whether both names lead to one file, by links as well. Of files that do not exist the names decide.
+bool isSameFile(const QFileInfo &file, const QFileInfo &other)
+{
+    return file.absoluteFilePath() == other.absoluteFilePath() ||
+           (file.exists() && other.exists() && file == other);
+}
+
 } // namespace
 
-LogFile::LogFile(const QString &path, qint64 largestSize) : filePath(path), largest(largestSize) {}
+LogFile::LogFile(const QString &path, qint64 largestSize, const QList<NoLogFile> &others)
+    : filePath(path), largest(largestSize), noLogs(others)
+{
+}
 
-bool LogFile::write(const QByteArray &line)
+QString LogFile::write(const QByteArray &line)
 {
     const QMutexLocker oneThread(&mutex);
+    lastProblem = tryToWrite(line);
+    return lastProblem;
+}
+
+/// Looked at for each line: whatever has the name by then may have come since the last one.
+QString LogFile::whyRefused() const
+{
+    const QFileInfo file(filePath);
+    for (const NoLogFile &other : noLogs) {
+        if (isSameFile(file, QFileInfo(other.path)))
+            return other.why;
+    }
+    return file.exists() && !file.isFile() ? notOrdinary() : QString();
+}
+
+QString LogFile::tryToWrite(const QByteArray &line) const
+{
+    if (QString why = whyRefused(); !why.isEmpty())
+        return why;
     for (int tries = 0;; ++tries) {
         QFile file(filePath);
         // Unbuffered: the line goes out in one call.
-        if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered)) {
-            lastProblem = file.errorString();
-            return false;
-        }
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered))
+            return file.errorString();
+        if (file.isSequential()) // Windows has devices that are no files by their names
+            return notOrdinary();
         const FileLock oneProgram(file);
         const bool isAnother =
             oneProgram.isHeld() && (!oneProgram.isCurrent() || wasMovedAway(file, line.size()));
         if (isAnother && tries < MostTries)
             continue;
-        lastProblem = append(file, line, oneProgram.isHeld());
-        return lastProblem.isEmpty();
+        return append(file, line, oneProgram.isHeld());
     }
 }
 
@@ -61,8 +94,7 @@ bool LogFile::wasMovedAway(QFile &file, qint64 bytes) const
 QString LogFile::append(QFile &file, const QByteArray &line, bool isLocked)
 {
     const qint64 before = file.size();
-    if (!file.isSequential())
-        file.seek(before); // another program may have written since it was opened
+    file.seek(before); // another program may have written since it was opened
     const qint64 written = file.write(line);
     if (written == line.size())
         return {};

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "log/logmessages.h"
 
-#include "log/logfile.h"
 #include "log/logline.h"
 
 #include <QDateTime>
@@ -22,9 +21,9 @@ std::atomic<bool> problemWasReported = false;
 /// What is logged by the writing itself is passed on, and not written.
 thread_local bool isWriting = false;
 
-QString problemText(const LogFile &file)
+QString problemText(const LogFile &file, const QString &problem)
 {
-    return QStringLiteral("options/log_file: %1 cannot be written: %2").arg(file.path(), file.problem());
+    return QStringLiteral("options/log_file: %1 cannot be written: %2").arg(file.path(), problem);
 }
 
 void passOn(QtMsgType level, const QMessageLogContext &context, const QString &text)
@@ -40,9 +39,9 @@ void write(QtMsgType level, const QString &text)
     LogFile &file = *logFile;
     const LogThread thread =
         QThread::currentThreadId() == windowThread ? LogThread::Window : LogThread::Loader;
-    const bool isWritten = file.write(logLine(QDateTime::currentDateTime(), thread, level, text));
-    if (!isWritten && !problemWasReported.exchange(true))
-        passOn(QtWarningMsg, QMessageLogContext(nullptr, 0, nullptr, "default"), problemText(file));
+    const QString problem = file.write(logLine(QDateTime::currentDateTime(), thread, level, text));
+    if (!problem.isEmpty() && !problemWasReported.exchange(true))
+        passOn(QtWarningMsg, QMessageLogContext(nullptr, 0, nullptr, "default"), problemText(file, problem));
     isWriting = false;
 }
 
@@ -54,7 +53,7 @@ void handleMessage(QtMsgType level, const QMessageLogContext &context, const QSt
 
 } // namespace
 
-void startLogFile(const QString &path)
+void startLogFile(const QString &path, const QList<NoLogFile> &others)
 {
     if (path.isEmpty() || hasLogFile())
         return;
@@ -62,7 +61,7 @@ void startLogFile(const QString &path)
     // Installing is the only way to learn what is installed.
     handlerBefore = qInstallMessageHandler(nullptr);
     nextHandler = handlerBefore;
-    logFile = new LogFile(path);
+    logFile = new LogFile(path, LogFile::LargestSize, others);
     qInstallMessageHandler(handleMessage);
 }
 
@@ -88,6 +87,8 @@ void logNote(const QString &text)
 void reportLogFile()
 {
     const LogFile *const file = logFile;
-    if (file && !file->problem().isEmpty())
-        qWarning().noquote() << problemText(*file);
+    if (!file)
+        return;
+    if (const QString problem = file->problem(); !problem.isEmpty())
+        qWarning().noquote() << problemText(*file, problem);
 }

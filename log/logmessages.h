@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "log/logfile.h"
+
+#include <QList>
 #include <QString>
 #include <QtGlobal>
 
@@ -9,8 +12,9 @@
 
 /// From now on, until the process ends, each message of any thread is written to the file of this path before
 /// it is passed on to where it went before. To be called once, on the window's thread; an empty path means no
-/// log file.
-void startLogFile(const QString &path);
+/// log file. Where the path leads to one of `others`, nothing is written, and that is reported like any other
+/// reason.
+void startLogFile(const QString &path, const QList<NoLogFile> &others = {});
 
 /// The messages go to this handler; to where they went at first for a null one. In place of
 /// qInstallMessageHandler(), which would leave the log file out.

@@ -15,7 +15,7 @@ int main(int argc, char *argv[])
     LogFile file(QString::fromLocal8Bit(argv[1]), QByteArray(argv[2]).toLongLong());
     const int count = QByteArray(argv[4]).toInt();
     for (int i = 0; i < count; ++i) {
-        if (!file.write(QByteArray(argv[3]) + ' ' + QByteArray::number(i) + '\n'))
+        if (!file.write(QByteArray(argv[3]) + ' ' + QByteArray::number(i) + '\n').isEmpty())
             return EXIT_FAILURE;
     }
     return EXIT_SUCCESS;

@@ -11,6 +11,7 @@
 #include <QThread>
 
 #include <memory>
+#include <tuple>
 #include <vector>
 
 /// The file that the log is written to: whole lines, whoever writes them, and a second file when it is full.
@@ -32,6 +33,9 @@ private slots:
     void programsTearNoLines();
     void oneHasTheLockAtATime();
     void aFileThatCannotBeOpenedIsReported();
+    void whatIsNoLogIsLeftAlone_data();
+    void whatIsNoLogIsLeftAlone();
+    void anotherFileThatComesInTheLogsPlaceIsLeftAlone();
 
 private:
     QString path() const { return folder->filePath(QStringLiteral("site.log")); }
@@ -66,26 +70,26 @@ void LogFileTest::aLineIsThereAtOnce()
 {
     LogFile log(path());
     QVERIFY(!QFile::exists(path()));
-    QVERIFY(log.write("first\n"));
+    QCOMPARE(log.write("first\n"), QString());
     QCOMPARE(content(path()), QByteArray("first\n"));
-    QVERIFY(log.write("second\n"));
+    QCOMPARE(log.write("second\n"), QString());
     QCOMPARE(content(path()), QByteArray("first\nsecond\n"));
     QCOMPARE(log.problem(), QString());
 }
 
 void LogFileTest::linesFollowThoseBefore()
 {
-    QVERIFY(LogFile(path()).write("yesterday\n"));
-    QVERIFY(LogFile(path()).write("today\n"));
+    QCOMPARE(LogFile(path()).write("yesterday\n"), QString());
+    QCOMPARE(LogFile(path()).write("today\n"), QString());
     QCOMPARE(content(path()), QByteArray("yesterday\ntoday\n"));
 }
 
 void LogFileTest::aFileThatWasMovedAwayBeginsAnew()
 {
     LogFile log(path());
-    QVERIFY(log.write("first\n"));
+    QCOMPARE(log.write("first\n"), QString());
     QVERIFY(QFile::rename(path(), folder->filePath(QStringLiteral("sent"))));
-    QVERIFY(log.write("second\n"));
+    QCOMPARE(log.write("second\n"), QString());
     QCOMPARE(content(path()), QByteArray("second\n"));
 }
 
@@ -103,7 +107,7 @@ void LogFileTest::aFullFileBecomesThePreviousOne()
     QFETCH(const int, largest);
     LogFile log(path(), largest);
     for (int i = 0; i < 3; ++i)
-        QVERIFY(log.write("1234\n"));
+        QCOMPARE(log.write("1234\n"), QString());
     QTEST(content(previous()), "kept");
     QTEST(content(path()), "anew");
 }
@@ -112,7 +116,7 @@ void LogFileTest::onlyOnePreviousFileIsKept()
 {
     LogFile log(path(), 10);
     for (const char *const line : {"first---\n", "second--\n", "third---\n"})
-        QVERIFY(log.write(line));
+        QCOMPARE(log.write(line), QString());
     QCOMPARE(content(previous()), QByteArray("second--\n"));
     QCOMPARE(content(path()), QByteArray("third---\n"));
     QCOMPARE(QDir(folder->path()).entryList(QDir::Files).size(), 2);
@@ -122,9 +126,9 @@ void LogFileTest::aLineLongerThanTheFileIsWritten()
 {
     const QByteArray longLine = QByteArray(100, 'x') + '\n';
     LogFile log(path(), 10);
-    QVERIFY(log.write(longLine));
+    QCOMPARE(log.write(longLine), QString());
     QVERIFY(!QFile::exists(previous()));
-    QVERIFY(log.write("short\n"));
+    QCOMPARE(log.write("short\n"), QString());
     QCOMPARE(content(previous()), longLine);
     QCOMPARE(content(path()), QByteArray("short\n"));
 }
@@ -136,10 +140,10 @@ void LogFileTest::theUsualSizeIsFiveMebibytes()
     QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(Largest - 5));
     file.close();
     LogFile log(path());
-    QVERIFY(log.write("1234\n"));
+    QCOMPARE(log.write("1234\n"), QString());
     QCOMPARE(QFile(path()).size(), Largest);
     QVERIFY(!QFile::exists(previous()));
-    QVERIFY(log.write("\n"));
+    QCOMPARE(log.write("\n"), QString());
     QCOMPARE(QFile(previous()).size(), Largest);
     QCOMPARE(content(path()), QByteArray("\n"));
 }
@@ -154,7 +158,7 @@ void LogFileTest::threadsTearNoLines()
     for (const QByteArray &name : names) {
         threads.emplace_back(QThread::create([&log, name] {
             for (int i = 0; i < Count; ++i)
-                log.write(name + ' ' + QByteArray::number(i) + '\n');
+                std::ignore = log.write(name + ' ' + QByteArray::number(i) + '\n');
         }));
         threads.back()->start();
     }
@@ -201,16 +205,58 @@ void LogFileTest::oneHasTheLockAtATime()
 void LogFileTest::aFileThatCannotBeOpenedIsReported()
 {
     LogFile log(folder->filePath(QStringLiteral("no such folder/site.log")));
-    QVERIFY(!log.write("lost\n"));
-    QVERIFY(!log.problem().isEmpty());
+    QVERIFY(!log.write("lost\n").isEmpty());
     QVERIFY(QDir(folder->path()).mkdir(QStringLiteral("no such folder")));
-    QVERIFY(log.write("found\n"));
+    QCOMPARE(log.write("found\n"), QString());
     QCOMPARE(log.problem(), QString());
     QCOMPARE(content(log.path()), QByteArray("found\n"));
 
     LogFile ofAFolder(folder->path());
-    QVERIFY(!ofAFolder.write("lost\n"));
-    QVERIFY(!ofAFolder.problem().isEmpty());
+    QCOMPARE(ofAFolder.write("lost\n"), QStringLiteral("it is no ordinary file"));
+}
+
+void LogFileTest::whatIsNoLogIsLeftAlone_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("before");
+    QTest::newRow("by its name") << QStringLiteral("panel.INC") << QByteArray("firmware\n");
+    QTest::newRow("by another way") << QStringLiteral("below/../panel.INC") << QByteArray("firmware\n");
+    QTest::newRow("empty") << QStringLiteral("panel.INC") << QByteArray("");
+    QTest::newRow("yet to come") << QStringLiteral("panel.INC") << QByteArray();
+}
+
+void LogFileTest::whatIsNoLogIsLeftAlone()
+{
+    QFETCH(const QString, name);
+    QFETCH(const QByteArray, before);
+    const QString image = folder->filePath(QStringLiteral("panel.INC"));
+    QVERIFY(QDir(folder->path()).mkdir(QStringLiteral("below")));
+    QFile file(image);
+    if (!before.isNull()) {
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(before), before.size());
+        file.close();
+    }
+    LogFile log(folder->filePath(name), LogFile::LargestSize,
+                {{folder->filePath(QStringLiteral("other")), QStringLiteral("it is another one")},
+                 {image, QStringLiteral("it is the image")}});
+    QCOMPARE(log.write("lost\n"), QStringLiteral("it is the image"));
+    QCOMPARE(log.problem(), QStringLiteral("it is the image"));
+    QCOMPARE(file.exists(), !before.isNull());
+    QCOMPARE(content(image), before);
+}
+
+void LogFileTest::anotherFileThatComesInTheLogsPlaceIsLeftAlone()
+{
+    const QString image = folder->filePath(QStringLiteral("panel.INC"));
+    LogFile log(path(), LogFile::LargestSize, {{image, QStringLiteral("it is the image")}});
+    QCOMPARE(log.write("first\n"), QString());
+    QVERIFY(QFile::remove(path()));
+    QVERIFY(QDir(folder->path()).mkdir(QStringLiteral("site.log")));
+    QCOMPARE(log.write("lost\n"), QStringLiteral("it is no ordinary file"));
+    QVERIFY(QDir(folder->path()).rmdir(QStringLiteral("site.log")));
+    QCOMPARE(log.write("second\n"), QString());
+    QCOMPARE(content(path()), QByteArray("second\n"));
 }
 
 QTEST_GUILESS_MAIN(LogFileTest)

@@ -1,38 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "log/logfile.h"
+#include "tests/support/fulldisk.h"
 #include "tests/support/testcase.h"
 
 #include <QFile>
 #include <QTemporaryDir>
 
-#include <signal.h>
 #include <sys/file.h>
-#include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace {
-
-/// No file of this process can grow beyond so many bytes, as on a disk that is full.
-class FullDisk
-{
-public:
-    explicit FullDisk(rlim_t bytes)
-    {
-        ::signal(SIGXFSZ, SIG_IGN);
-        ::getrlimit(RLIMIT_FSIZE, &before);
-        const rlimit limit{bytes, before.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FullDisk()
-    {
-        ::setrlimit(RLIMIT_FSIZE, &before);
-        ::signal(SIGXFSZ, SIG_DFL);
-    }
-    FullDisk(const FullDisk &) = delete;
-    FullDisk &operator=(const FullDisk &) = delete;
-
-private:
-    rlimit before{};
-};
 
 QByteArray content(const QString &name)
 {
@@ -51,7 +28,10 @@ private slots:
     void aFullDiskTakesNoPartOfALine_data();
     void aFullDiskTakesNoPartOfALine();
     void aFullFileWithoutRoomForACopyBeginsAnew();
-    void aDeviceWithoutRoomIsReported();
+    void whatIsNoOrdinaryFileIsRefused_data();
+    void whatIsNoOrdinaryFileIsRefused();
+    void aLinkToAnImageIsRefused_data();
+    void aLinkToAnImageIsRefused();
     void aProgramThatHangsHoldsNobodyUp();
 };
 
@@ -68,16 +48,16 @@ void LogFileFailuresTest::aFullDiskTakesNoPartOfALine()
     QFETCH(const int, room);
     const QTemporaryDir folder;
     LogFile log(folder.filePath(QStringLiteral("site.log")));
-    QVERIFY(log.write("first\n"));
-    bool isWritten = true;
+    QCOMPARE(log.write("first\n"), QString());
+    QString problem;
     {
         const FullDisk disk(static_cast<rlim_t>(room));
-        isWritten = log.write("second\n");
+        problem = log.write("second\n");
     }
-    QVERIFY(!isWritten);
-    QVERIFY(!log.problem().isEmpty());
+    QVERIFY(!problem.isEmpty());
+    QCOMPARE(log.problem(), problem);
     QCOMPARE(content(log.path()), QByteArray("first\n"));
-    QVERIFY(log.write("third\n"));
+    QCOMPARE(log.write("third\n"), QString());
     QCOMPARE(log.problem(), QString());
     QCOMPARE(content(log.path()), QByteArray("first\nthird\n"));
 }
@@ -88,16 +68,56 @@ void LogFileFailuresTest::aFullFileWithoutRoomForACopyBeginsAnew()
     LogFile log(folder.filePath(QStringLiteral("site.log")), 20);
     // A folder that holds something can be neither removed nor written over.
     QVERIFY(QDir(folder.path()).mkpath(QStringLiteral("site.log.1/in the way")));
-    QVERIFY(log.write("first----------\n"));
-    QVERIFY(log.write("second\n"));
+    QCOMPARE(log.write("first----------\n"), QString());
+    QCOMPARE(log.write("second\n"), QString());
     QCOMPARE(content(log.path()), QByteArray("second\n"));
 }
 
-void LogFileFailuresTest::aDeviceWithoutRoomIsReported()
+void LogFileFailuresTest::whatIsNoOrdinaryFileIsRefused_data()
 {
-    LogFile log(QStringLiteral("/dev/full"));
-    QVERIFY(!log.write("lost\n"));
-    QCOMPARE(log.problem(), QStringLiteral("No space left on device"));
+    QTest::addColumn<QString>("name");
+    QTest::newRow("a pipe that nobody reads") << QStringLiteral("pipe");
+    QTest::newRow("a link to it") << QStringLiteral("link to pipe");
+    QTest::newRow("a device without room") << QStringLiteral("/dev/full");
+    QTest::newRow("a device without end") << QStringLiteral("/dev/zero");
+    QTest::newRow("a terminal") << QStringLiteral("/dev/ptmx");
+    QTest::newRow("a folder") << QStringLiteral("folder");
+}
+
+void LogFileFailuresTest::whatIsNoOrdinaryFileIsRefused()
+{
+    QFETCH(const QString, name);
+    const QTemporaryDir folder;
+    const QString pipe = folder.filePath(QStringLiteral("pipe"));
+    QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), S_IRUSR | S_IWUSR), 0);
+    QVERIFY(QFile::link(pipe, folder.filePath(QStringLiteral("link to pipe"))));
+    QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("folder")));
+    LogFile log(QDir(folder.path()).absoluteFilePath(name));
+    QCOMPARE(log.write("lost\n"), QStringLiteral("it is no ordinary file"));
+    QCOMPARE(log.problem(), QStringLiteral("it is no ordinary file"));
+}
+
+void LogFileFailuresTest::aLinkToAnImageIsRefused_data()
+{
+    QTest::addColumn<QString>("log");
+    QTest::addColumn<QString>("image");
+    QTest::newRow("the log's") << QStringLiteral("link") << QStringLiteral("panel.INC");
+    QTest::newRow("the image's") << QStringLiteral("panel.INC") << QStringLiteral("link");
+}
+
+void LogFileFailuresTest::aLinkToAnImageIsRefused()
+{
+    QFETCH(const QString, log);
+    QFETCH(const QString, image);
+    const QTemporaryDir folder;
+    QFile file(folder.filePath(QStringLiteral("panel.INC")));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("firmware") > 0);
+    file.close();
+    QVERIFY(QFile::link(file.fileName(), folder.filePath(QStringLiteral("link"))));
+    LogFile lines(folder.filePath(log), LogFile::LargestSize,
+                  {{folder.filePath(image), QStringLiteral("it is the image")}});
+    QCOMPARE(lines.write("lost\n"), QStringLiteral("it is the image"));
+    QCOMPARE(content(file.fileName()), QByteArray("firmware"));
 }
 
 void LogFileFailuresTest::aProgramThatHangsHoldsNobodyUp()
@@ -107,7 +127,7 @@ void LogFileFailuresTest::aProgramThatHangsHoldsNobodyUp()
     QFile other(log.path());
     QVERIFY(other.open(QIODevice::WriteOnly | QIODevice::Append));
     QCOMPARE(::flock(other.handle(), LOCK_EX), 0);
-    QVERIFY(log.write("first\n"));
+    QCOMPARE(log.write("first\n"), QString());
     QCOMPARE(content(log.path()), QByteArray("first\n"));
 }
 
