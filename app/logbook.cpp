@@ -20,6 +20,8 @@ const QString ImageSuffix = QStringLiteral(".INC");
 void startLog(const QSettings &settings)
 {
     const QString path = chosenLogFile(settings);
+    if (path.isEmpty())
+        return;
     QList<NoLogFile> others{{settings.fileName(), QStringLiteral("it is the settings file")}};
     const QString image = settings.value(settingskey::FileName).toString();
     if (!image.isEmpty())

@@ -10,6 +10,7 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QEvent>
 #include <QKeySequence>
 #include <QLabel>
 #include <QList>
@@ -62,6 +63,10 @@ MainWindow::~MainWindow()
     errorReporter.close();
     session.close();
     session.waitForLoader();
+    if (hasLogFile()) { // what the loader has reported meanwhile is in it, too
+        QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
+        errorReporter.showRest();
+    }
     if (const std::optional<SessionEnd> end = session.finish())
         releaseRun(*end);
     ui.reset();

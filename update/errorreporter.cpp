@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "update/errorreporter.h"
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <QMetaObject>
 #include <QMutexLocker>
 #include <QThread>
@@ -35,4 +37,9 @@ void ErrorReporter::close()
     const QMutexLocker lock(&mutex);
     closed = true;
     changed.wakeAll();
+}
+
+void ErrorReporter::showRest()
+{
+    QCoreApplication::sendPostedEvents(&receiver, QEvent::MetaCall);
 }

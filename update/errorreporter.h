@@ -25,6 +25,8 @@ public:
     /// To be called on the box's thread when there is nobody left to show anything to: threads that wait go
     /// on, and nobody waits from now on.
     void close();
+    /// On the box's thread, when the threads that report are done: shows what is still on its way.
+    void showRest();
     /// On the box's thread.
     [[nodiscard]] bool isClosed() const { return closed; }
 

@@ -92,6 +92,7 @@ private slots:
     void afterClosingNobodyWaits();
     void onItsOwnThreadAfterClosing();
     void whatIsNotShownGoesWithTheReporter();
+    void theRestCanBeShown();
     void closingAtAnyMoment();
 };
 
@@ -256,6 +257,21 @@ void ErrorReporterTest::whatIsNotShownGoesWithTheReporter()
     boxes.reporter.reset();
     QCoreApplication::processEvents();
     QVERIFY(boxes.shown.isEmpty());
+}
+
+void ErrorReporterTest::theRestCanBeShown()
+{
+    Boxes boxes;
+    boxes.reporter->close();
+    const QStringList texts{QStringLiteral("first"), QStringLiteral("second")};
+    QVERIFY(Reporting(*boxes.reporter, texts).ends());
+    QCOMPARE(boxes.shown, QStringList());
+    boxes.reporter->showRest();
+    QCOMPARE(boxes.shown, texts);
+    QCOMPARE(boxes.boxThread, QThread::currentThread());
+    boxes.reporter->showRest();
+    QCoreApplication::processEvents();
+    QCOMPARE(boxes.shown, texts);
 }
 
 /// Before the box, while it is open, behind it, and between all of them.

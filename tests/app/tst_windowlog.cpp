@@ -20,14 +20,14 @@ const QString InfraRed = QStringLiteral("InfraRed SUB-20");
 const QString Modbus = QStringLiteral("Modbus SUB-20");
 constexpr qsizetype BlockSize = 48;
 
-/// Holds the first frame that goes out until it is opened.
+/// Holds the first call of a function, by default the first frame that goes out, until it is opened.
 class Gate
 {
 public:
-    explicit Gate(ScriptedSub20 &scripted)
+    explicit Gate(ScriptedSub20 &scripted, const QString &function = QStringLiteral("sub_ir_tx"))
     {
-        scripted.onCall = [this](const QString &call) {
-            if (call.startsWith(QStringLiteral("sub_ir_tx")) && !reached.exchange(true))
+        scripted.onCall = [this, function](const QString &call) {
+            if (call.startsWith(function) && !reached.exchange(true))
                 goesOn.acquire();
         };
     }
@@ -47,7 +47,7 @@ private:
 
 /// What the window leaves in the log file, in the process that keeps it: devices, and one beginning and one
 /// end for each run, however it ends.
-class SiteLogTest : public TestCase
+class WindowLogTest : public TestCase
 {
     Q_OBJECT
 
@@ -69,6 +69,8 @@ private slots:
     void aStartThatWaits();
     void aWaitingStartThatIsTakenBack();
     void theWindowIsClosed();
+    void aFailureBehindTheClosedWindow_data();
+    void aFailureBehindTheClosedWindow();
     void aLoaderThatDoesNotBegin();
     void noConnection();
     void theTraceShowsWhatItAlwaysShows();
@@ -103,19 +105,19 @@ private:
     QFile file{folder.filePath(QStringLiteral("site.log"))};
 };
 
-void SiteLogTest::initTestCase()
+void WindowLogTest::initTestCase()
 {
     startLogFile(file.fileName());
     QVERIFY(file.open(QIODevice::ReadWrite));
 }
 
-void SiteLogTest::cleanup()
+void WindowLogTest::cleanup()
 {
     QVERIFY(!logHandlerInstalled);
     take();
 }
 
-QStringList SiteLogTest::take()
+QStringList WindowLogTest::take()
 {
     static const QRegularExpression run(QStringLiteral("run \\d+ "));
     static const QRegularExpression time(QStringLiteral("\\d+\\.\\d+ (m?s)\\b"));
@@ -127,12 +129,12 @@ QStringList SiteLogTest::take()
     return lines;
 }
 
-QStringList SiteLogTest::takeRuns()
+QStringList WindowLogTest::takeRuns()
 {
     return takeNotes().filter(QRegularExpression(QStringLiteral("run # (begins|ends|reported)")));
 }
 
-void SiteLogTest::theStart()
+void WindowLogTest::theStart()
 {
     {
         WindowBench bench;
@@ -156,7 +158,7 @@ void SiteLogTest::theStart()
         QStringLiteral("window debug    options/trace_key is not used, its value is no good: nothing")));
 }
 
-void SiteLogTest::devicesThatComeAndGo()
+void WindowLogTest::devicesThatComeAndGo()
 {
     Site site;
     take();
@@ -182,14 +184,14 @@ void SiteLogTest::devicesThatComeAndGo()
     QVERIFY(takeNotes().contains(QStringLiteral("window info     there is: ") + bare));
 }
 
-void SiteLogTest::noDevices()
+void WindowLogTest::noDevices()
 {
     WindowBench bench;
     bench.start();
     QVERIFY(takeNotes().contains(QStringLiteral("window info     there is no port and no SUB-20 adapter")));
 }
 
-void SiteLogTest::aRunThatSucceeds()
+void WindowLogTest::aRunThatSucceeds()
 {
     Site site;
     take();
@@ -210,7 +212,7 @@ void SiteLogTest::aRunThatSucceeds()
                   end(QStringLiteral("result 0, the whole image was sent"))}));
 }
 
-void SiteLogTest::aRunOverModbus()
+void WindowLogTest::aRunOverModbus()
 {
     Site site(Modbus);
     site.scripted.replyTo = [](const QByteArray &request) { return request; };
@@ -227,7 +229,7 @@ void SiteLogTest::aRunOverModbus()
                      end(QStringLiteral("result 0, the whole image was sent"))}));
 }
 
-void SiteLogTest::aRunThatFails()
+void WindowLogTest::aRunThatFails()
 {
     Site site;
     site.scripted.answer(QStringLiteral("sub_ir_tx"), 7);
@@ -250,7 +252,7 @@ void SiteLogTest::aRunThatFails()
     QCOMPARE(takeRuns(), QStringList({begin(), end(QStringLiteral("result 0, the whole image was sent"))}));
 }
 
-void SiteLogTest::anAdapterThatIsMissing()
+void WindowLogTest::anAdapterThatIsMissing()
 {
     Site site(Modbus);
     site.scripted.adapters = 0;
@@ -262,7 +264,7 @@ void SiteLogTest::anAdapterThatIsMissing()
                                       end(QStringLiteral("result -1, not all of the image was sent"))}));
 }
 
-void SiteLogTest::anImageThatIsMissing()
+void WindowLogTest::anImageThatIsMissing()
 {
     Site site;
     QVERIFY(QFile::remove(site.bench.path() + QStringLiteral("/panel.INC")));
@@ -275,7 +277,7 @@ void SiteLogTest::anImageThatIsMissing()
     QCOMPARE(lines.last(), end(QStringLiteral("result -1, not all of the image was sent")));
 }
 
-void SiteLogTest::aRunThatIsStopped()
+void WindowLogTest::aRunThatIsStopped()
 {
     Site site(InfraRed, 100);
     Gate gate(site.scripted);
@@ -291,7 +293,7 @@ void SiteLogTest::aRunThatIsStopped()
                                                  "user"))}));
 }
 
-void SiteLogTest::aRunThatIsStoppedBehindItsEnd()
+void WindowLogTest::aRunThatIsStoppedBehindItsEnd()
 {
     Site site(InfraRed, 1);
     Gate gate(site.scripted);
@@ -304,7 +306,7 @@ void SiteLogTest::aRunThatIsStoppedBehindItsEnd()
     QCOMPARE(takeRuns(), QStringList({begin(), end(QStringLiteral("result 0, the whole image was sent"))}));
 }
 
-void SiteLogTest::aLoaderThatThrows()
+void WindowLogTest::aLoaderThatThrows()
 {
     Site site;
     const auto thrower = connect(
@@ -321,7 +323,7 @@ void SiteLogTest::aLoaderThatThrows()
     QCOMPARE(takeRuns(), QStringList({begin(), end(QStringLiteral("result 0, the whole image was sent"))}));
 }
 
-void SiteLogTest::aStartThatWaits()
+void WindowLogTest::aStartThatWaits()
 {
     Site site;
     Gate gate(site.scripted);
@@ -339,7 +341,7 @@ void SiteLogTest::aStartThatWaits()
                      begin(), end(QStringLiteral("result 0, the whole image was sent"))}));
 }
 
-void SiteLogTest::aWaitingStartThatIsTakenBack()
+void WindowLogTest::aWaitingStartThatIsTakenBack()
 {
     Site site;
     Gate gate(site.scripted);
@@ -353,7 +355,7 @@ void SiteLogTest::aWaitingStartThatIsTakenBack()
     QCOMPARE(takeRuns().size(), 2);
 }
 
-void SiteLogTest::theWindowIsClosed()
+void WindowLogTest::theWindowIsClosed()
 {
     Site site(InfraRed, 100);
     Gate gate(site.scripted);
@@ -369,7 +371,44 @@ void SiteLogTest::theWindowIsClosed()
                                                  "window was closed"))}));
 }
 
-void SiteLogTest::aLoaderThatDoesNotBegin()
+void WindowLogTest::aFailureBehindTheClosedWindow_data()
+{
+    QTest::addColumn<QString>("function");
+    QTest::addColumn<QString>("reported");
+    QTest::addColumn<QString>("result");
+    QTest::newRow("by a signal") << QStringLiteral("sub_ir_tx")
+                                 << QStringLiteral("SUB-20 sub_ir_tx: scripted error 7")
+                                 << QStringLiteral("7, an error of the adapter's library");
+    QTest::newRow("waiting for its box")
+        << QStringLiteral("sub_open") << QStringLiteral("SUB-20 not connected!")
+        << QStringLiteral("-1, not all of the image was sent");
+}
+
+void WindowLogTest::aFailureBehindTheClosedWindow()
+{
+    QFETCH(const QString, function);
+    QFETCH(const QString, reported);
+    QFETCH(const QString, result);
+    Site site;
+    site.scripted.answer(QStringLiteral("sub_ir_tx"), 7);
+    if (function == QStringLiteral("sub_open"))
+        site.scripted.adapters = 0;
+    Gate gate(site.scripted, function);
+    take();
+    site.bench.press();
+    QTRY_VERIFY(gate.isReached());
+    site.bench.window().close();
+    gate.open();
+    site.bench.close();
+    const QStringList lines = take();
+    QVERIFY(lines.contains(QStringLiteral("window debug    ") + reported));
+    QCOMPARE(lines.last(2),
+             QStringList({QStringLiteral("window info     run # reported: ") + reported,
+                          end(QStringLiteral("result %1; stopped, the window was closed").arg(result))}));
+    QCOMPARE(site.boxes.informativeTexts(), QStringList());
+}
+
+void WindowLogTest::aLoaderThatDoesNotBegin()
 {
     Site site;
     take();
@@ -377,7 +416,7 @@ void SiteLogTest::aLoaderThatDoesNotBegin()
     QCOMPARE(takeNotes(), QStringList());
 }
 
-void SiteLogTest::noConnection()
+void WindowLogTest::noConnection()
 {
     Site site;
     site.bench.probe().setConnectionType(ConnectionNone);
@@ -388,7 +427,7 @@ void SiteLogTest::noConnection()
     QCOMPARE(take(), QStringList());
 }
 
-void SiteLogTest::theTraceShowsWhatItAlwaysShows()
+void WindowLogTest::theTraceShowsWhatItAlwaysShows()
 {
     WindowBench bench;
     bench.start();
@@ -424,5 +463,5 @@ void SiteLogTest::theTraceShowsWhatItAlwaysShows()
                           QStringLiteral("window debug    on again")}));
 }
 
-QTEST_MAIN(SiteLogTest)
-#include "tst_sitelog.moc"
+QTEST_MAIN(WindowLogTest)
+#include "tst_windowlog.moc"
