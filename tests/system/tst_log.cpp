@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "tests/support/fulldisk.h"
 #include "tests/system/systemtest.h"
 
 #include <QCryptographicHash>
@@ -6,6 +7,10 @@
 #include <QRegularExpression>
 #include <QSerialPort>
 #include <QTest>
+
+#include <sys/stat.h>
+
+#include <optional>
 
 using State = Accessible::State;
 
@@ -48,7 +53,11 @@ private slots:
     void adapterThatFails();
     void portThatIsGone();
     void portThatIsInUse();
-    void imageThatIsGone();
+    void portThatIsPulledOut();
+    void adapterThatIsPulledOut_data();
+    void adapterThatIsPulledOut();
+    void imageThatIsNotSent_data();
+    void imageThatIsNotSent();
     void runThatIsStopped();
     void windowThatIsClosed();
     void traceAndLogTogether();
@@ -56,6 +65,8 @@ private slots:
     void fileElsewhere();
     void fullFileBecomesThePreviousOne();
     void fullDiskIsReportedOnce();
+    void whatIsNoLogIsLeftAlone_data();
+    void whatIsNoLogIsLeftAlone();
 
 private:
     QString logFile() const
@@ -273,9 +284,11 @@ void SystemLog::badRepliesOverASerialPort_data()
     QTest::addColumn<QStringList>("panel");
     QTest::addColumn<QString>("result");
     QTest::addColumn<QString>("reported"); // empty for a failure without a box
-    const auto row = [](const char *name, const QStringList &panel, const char *result,
-                        const char *reported) {
-        QTest::newRow(name) << panel << QString::fromLatin1(result) << QString::fromLatin1(reported);
+    QTest::addColumn<QString>("checkReply");
+    const auto row = [](const char *name, const QStringList &panel, const char *result, const char *reported,
+                        const char *checkReply = "false") {
+        QTest::newRow(name) << panel << QString::fromLatin1(result) << QString::fromLatin1(reported)
+                            << QString::fromLatin1(checkReply);
     };
     row("silence", {QStringLiteral("--silent")}, "138, the panel does not reply", "");
     row("too long", {QStringLiteral("--oversize"), QStringLiteral("300")},
@@ -285,6 +298,9 @@ void SystemLog::badRepliesOverASerialPort_data()
         "Frame incomplete (sz=2)\xE2\x90\x8A");
     row("refused", {QStringLiteral("--exception"), QStringLiteral("4")}, "40, the panel refuses",
         "Modbus Exception: Slave Device Failure");
+    row("the echo of another record", {QStringLiteral("--echo-before")},
+        "65536, the panel's reply is not the echo of the request",
+        "The panel's reply to record 2 is not the echo of the request", "true");
 }
 
 void SystemLog::badRepliesOverASerialPort()
@@ -292,7 +308,9 @@ void SystemLog::badRepliesOverASerialPort()
     QFETCH(const QStringList, panel);
     QFETCH(const QString, result);
     QFETCH(QString, reported);
+    QFETCH(const QString, checkReply);
     reported = QString::fromUtf8(reported.toLatin1());
+    setOption(QStringLiteral("check_reply"), checkReply);
     const PanelProcess simulated(QStringList{QStringLiteral("--from-record"), QStringLiteral("2")} + panel);
     plugIn(simulated);
     rememberImage(5 * RecordSize);
@@ -381,20 +399,130 @@ void SystemLog::portThatIsInUse()
              QStringLiteral("loader port: this user may use /dev/%1").arg(portName()));
 }
 
-void SystemLog::imageThatIsGone()
+void SystemLog::portThatIsPulledOut()
 {
+    std::optional<PanelProcess> panel(
+        std::in_place,
+        QStringList{QStringLiteral("--from-record"), QStringLiteral("3"), QStringLiteral("--silent")});
+    const QString device = plugIn(*panel);
+    rememberImage(5 * RecordSize);
+    startProgram();
+    pressUpdateButton();
+    QTRY_COMPARE(lines().count(QStringLiteral("loader 44 bytes written...")), 4);
+    panel.reset(); // the line is dead
+    devices().remove(device);
+    QTRY_VERIFY(!lines().filter(QStringLiteral(" ends: ")).isEmpty());
+    QCOMPARE(line(QStringLiteral(" begins: ")),
+             QStringLiteral("loader begins: serial port %1, address 0x50").arg(portName()));
+    QTRY_VERIFY(!lines().filter(QStringLiteral("window gone: port %1,").arg(portName())).isEmpty());
+    QVERIFY(line(QStringLiteral(" sent "))
+                .startsWith(QStringLiteral("window sent 4 of 5 records, 3 of them confirmed, in ")));
+    QVERIFY(lines().filter(QStringLiteral(" reported: ")).isEmpty());
+    QCOMPARE(end(), QStringLiteral("window ends: result 138, the panel does not reply"));
+}
+
+void SystemLog::adapterThatIsPulledOut_data()
+{
+    QTest::addColumn<QString>("connection");
+    QTest::addColumn<QString>("begin");
+    QTest::addColumn<QString>("transfer");
+    QTest::addColumn<QString>("sent");
+    QTest::addColumn<QString>("reported");
+    QTest::addColumn<QString>("result");
+    QTest::newRow("RS-485") << Modbus << QStringLiteral("Modbus SUB-20, address 0x50") << QStringLiteral("3")
+                            << QStringLiteral("sent 3 of 6 records, 2 of them confirmed, in ")
+                            << QStringLiteral("sub_rs_xfer: simulated adapter error -5")
+                            << QStringLiteral("5, an error of the adapter's library");
+    // Each block goes out three times.
+    QTest::newRow("infrared") << InfraRed << InfraRed << QStringLiteral("7")
+                              << QStringLiteral("sent 3 of 4 blocks, which nobody confirms, in ")
+                              << QStringLiteral("SUB-20 sub_ir_tx: simulated adapter error -5")
+                              << QStringLiteral("-5, an error of the adapter's library");
+}
+
+void SystemLog::adapterThatIsPulledOut()
+{
+    QFETCH(const QString, connection);
+    QFETCH(const QString, begin);
+    QFETCH(const QString, transfer);
+    QFETCH(const QString, sent);
+    QFETCH(const QString, reported);
+    QFETCH(const QString, result);
+    setAdapters(1);
+    program().setVariable(QStringLiteral("ZEPHYRIN_SUB20_PULL_OUT"), transfer);
+    settings().setValue(QStringLiteral("settings/deviceName"), connection);
+    rememberImage(6 * RecordSize);
+    startProgram();
+    runUpdate(true);
+    QCOMPARE(line(QStringLiteral(" begins: ")), QStringLiteral("loader begins: ") + begin);
+    QVERIFY2(line(QStringLiteral(" sent ")).startsWith(QStringLiteral("window ") + sent),
+             qPrintable(line(QStringLiteral(" sent "))));
+    QCOMPARE(line(QStringLiteral(" reported: ")), QStringLiteral("window reported: ") + reported);
+    QCOMPARE(end(), QStringLiteral("window ends: result ") + result);
+}
+
+void SystemLog::imageThatIsNotSent_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QByteArray>("bytes"); // null: there is no file to write
+    QTest::addColumn<QString>("checkImage");
+    QTest::addColumn<QString>("image");
+    QTest::addColumn<QString>("reported"); // %1 for the file
+    QTest::addColumn<QString>("result");
+    const auto row = [](const char *name, const QString &file, const QByteArray &bytes, bool isChecked,
+                        const char *image, const char *reported, const char *result) {
+        QTest::newRow(name) << file << bytes << QVariant(isChecked).toString() << QString::fromLatin1(image)
+                            << QString::fromLatin1(reported) << QString::fromLatin1(result);
+    };
+    const QString panel = QStringLiteral("panel.INC");
+    const char *const failed = "-1, not all of the image was sent";
+    const char *const refused = "131072, the image was refused";
+    row("gone", panel, {}, false, "not looked at: no file",
+        "Can't open image file %1 No such file or directory", failed);
+    row("a folder", QStringLiteral("."), {}, false, "not looked at: no file",
+        "Can't open image file %1 Is a directory", failed);
+    // It opens, but nothing lies at the address 0 of a process.
+    const QString unreadable = QStringLiteral("/proc/self/mem");
+    row("unreadable", unreadable, {}, false, "not looked at: Input/output error",
+        "MODBUS BOOT. Image read failed: Input/output error", failed);
+    row("unreadable, checked", unreadable, {}, true, "not looked at: Input/output error",
+        "The image is not sent: it cannot be read to its end: Input/output error", refused);
+    row("empty", panel, "", true,
+        "0 bytes, SHA-256 e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855, 0 records to "
+        "send",
+        "The image is not sent: the file is empty", refused);
+    row("a page", panel, "<html>\n", true,
+        "7 bytes, SHA-256 b53a55383d2f1f040ab010606d7911907f1a17f979f1d475fb4ac226243135e5, 1 records to "
+        "send",
+        "The image is not sent: the file is an HTML or XML page", refused);
+}
+
+void SystemLog::imageThatIsNotSent()
+{
+    QFETCH(QString, file);
+    QFETCH(const QByteArray, bytes);
+    QFETCH(const QString, checkImage);
+    QFETCH(const QString, image);
+    QFETCH(QString, reported);
+    QFETCH(const QString, result);
     const PanelProcess panel;
     plugIn(panel);
-    rememberImage(RecordSize);
+    setOption(QStringLiteral("check_image"), checkImage);
+    file = QDir(filePath(QString())).absoluteFilePath(file);
+    settings().setValue(QStringLiteral("settings/filename"), file);
+    if (!bytes.isNull())
+        writeFile(file, bytes);
     startProgram();
-    QVERIFY(QFile::remove(imageFile()));
     runUpdate(true);
-    QCOMPARE(line(QStringLiteral(" image: ")),
-             QStringLiteral("loader image: \"%1\", not looked at: no file").arg(imageFile()));
-    QCOMPARE(line(QStringLiteral(" reported: ")),
-             QStringLiteral("window reported: Can't open image file %1 No such file or directory")
-                 .arg(imageFile()));
-    QCOMPARE(end(), QStringLiteral("window ends: result -1, not all of the image was sent"));
+    QCOMPARE(line(QStringLiteral(" begins: ")),
+             QStringLiteral("loader begins: serial port %1, address 0x50").arg(portName()));
+    QCOMPARE(line(QStringLiteral(" image: ")), QStringLiteral("loader image: \"%1\", %2").arg(file, image));
+    QVERIFY(line(QStringLiteral(" sent ")).startsWith(QStringLiteral("window sent 0 of ")));
+    if (reported.contains(QStringLiteral("%1")))
+        reported = reported.arg(file);
+    QCOMPARE(line(QStringLiteral(" reported: ")), QStringLiteral("window reported: ") + reported);
+    QCOMPARE(end(), QStringLiteral("window ends: result ") + result);
+    QCOMPARE(panel.image(), QByteArray());
 }
 
 void SystemLog::runThatIsStopped()
@@ -509,16 +637,22 @@ void SystemLog::fullFileBecomesThePreviousOne()
 
 void SystemLog::fullDiskIsReportedOnce()
 {
-    setOption(QStringLiteral("log_file"), QStringLiteral("/dev/full"));
+    constexpr qsizetype Room = 4 * 1024 * 1024;
+    const QByteArray before(Room, '\n');
+    writeFile(logFile(), before);
     const QString text =
-        QStringLiteral("options/log_file: /dev/full cannot be written: No space left on device");
+        QStringLiteral("options/log_file: %1 cannot be written: File too large").arg(logFile());
     const PanelProcess panel;
     plugIn(panel);
     const QByteArray image = rememberImage(5 * RecordSize);
-    startProgram();
+    {
+        const FullDisk disk(Room);
+        startProgram();
+    }
     pressUpdateButton();
     QTRY_COMPARE(panel.image(), image);
     waitForEndOfUpdate();
+    QCOMPARE(readFile(logFile()), before);
     QCOMPARE(program().printed().count(text), 1);
     QCOMPARE(program().boxTexts(), QStringList());
 
@@ -528,6 +662,42 @@ void SystemLog::fullDiskIsReportedOnce()
     QCOMPARE(program().printed().count(text), 1);
     program().press(HotKey);
     QTRY_VERIFY(traceWindow().isNull());
+}
+
+void SystemLog::whatIsNoLogIsLeftAlone_data()
+{
+    QTest::addColumn<QString>("path"); // empty for the settings file
+    QTest::addColumn<QString>("why");
+    QTest::newRow("the settings") << QString() << QStringLiteral("it is the settings file");
+    QTest::newRow("the image") << QStringLiteral("panel") << QStringLiteral("it is the image");
+    QTest::newRow("another image") << QStringLiteral("other.inc")
+                                   << QStringLiteral("it has the name of an image");
+    QTest::newRow("a pipe that nobody reads")
+        << QStringLiteral("pipe") << QStringLiteral("it is no ordinary file");
+}
+
+void SystemLog::whatIsNoLogIsLeftAlone()
+{
+    QFETCH(QString, path);
+    QFETCH(const QString, why);
+    path = path.isEmpty() ? settings().file() : filePath(path);
+    const QByteArray image(5 * RecordSize, 'x');
+    for (const char *const name : {"panel", "other.inc"})
+        writeFile(filePath(QString::fromLatin1(name)), image);
+    QCOMPARE(::mkfifo(QFile::encodeName(filePath(QStringLiteral("pipe"))).constData(), S_IRUSR | S_IWUSR), 0);
+    settings().setValue(QStringLiteral("settings/filename"), filePath(QStringLiteral("panel")));
+    setOption(QStringLiteral("log_file"), path);
+    const PanelProcess panel;
+    plugIn(panel);
+    startProgram();
+    pressUpdateButton();
+    QTRY_COMPARE(panel.image(), image);
+    waitForEndOfUpdate();
+    const QString text = QStringLiteral("options/log_file: %1 cannot be written: %2").arg(path, why);
+    QVERIFY2(program().printed().count(text) == 1, qPrintable(program().printed()));
+    for (const char *const name : {"panel", "other.inc"})
+        QCOMPARE(readFile(filePath(QString::fromLatin1(name))), image);
+    QVERIFY(!readFile(settings().file()).contains("Zephyrin Update Utility 1.0.4"));
 }
 
 QTEST_MAIN(SystemLog)
