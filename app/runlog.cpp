@@ -23,7 +23,7 @@ int RunLog::watch(const UpdateJob &chosen, const std::atomic<bool> &stopRequeste
 
 RunFigures *RunLog::figures()
 {
-    return hasLogFile() ? &what : nullptr;
+    return hasLogFile() ? &loaderFigures : nullptr;
 }
 
 void RunLog::note(const QString &text) const
@@ -35,7 +35,7 @@ void RunLog::noteBegin(const std::atomic<bool> &stopRequested)
 {
     ++number;
     isRunning = true;
-    what = {};
+    loaderFigures = {};
     note(QStringLiteral("begins: ") + connectionText(job));
     const ImageFacts image = lookAtImage(job.imageFileName, stopRequested);
     pieces = piecesOf(job, image.size);
@@ -46,7 +46,7 @@ void RunLog::noteBegin(const std::atomic<bool> &stopRequested)
 void RunLog::noteReturn()
 {
     durationMs = timer.elapsed();
-    if (!what.portWasRefused)
+    if (!loaderFigures.portWasRefused)
         return;
     const QStringList texts = whyPortIsRefused(job.portName);
     for (const QString &text : texts)
@@ -64,7 +64,7 @@ void RunLog::noteEnd(const SessionEnd &end, bool windowIsClosed)
     const QStringList reported = std::exchange(errors, {});
     if (!std::exchange(isRunning, false))
         return;
-    const QStringList texts = figureTexts(job, what, pieces, durationMs);
+    const QStringList texts = figureTexts(job, loaderFigures, pieces, durationMs);
     for (const QString &text : texts)
         note(text);
     for (const QString &error : reported)

@@ -37,7 +37,7 @@ private:
     int number = 0;
     bool isRunning = false;
     UpdateJob job;
-    RunFigures what;
+    RunFigures loaderFigures;
     qint64 pieces = 0;
     QElapsedTimer timer;
     qint64 durationMs = 0;

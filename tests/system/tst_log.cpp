@@ -54,8 +54,6 @@ private slots:
     void portThatIsGone();
     void portThatIsInUse();
     void portThatIsPulledOut();
-    void adapterThatIsPulledOut_data();
-    void adapterThatIsPulledOut();
     void imageThatIsNotSent_data();
     void imageThatIsNotSent();
     void runThatIsStopped();
@@ -84,6 +82,8 @@ private:
     QString line(const QString &text) const;
     /// The end of the only run that was begun.
     QString end() const;
+    /// Checks what the only run has reported, nothing at all for an empty text, and how it has ended.
+    void verifyFailure(const QString &reported, const QString &result) const;
     /// Runs an update to its end, closing the box that tells of its failure if there is to be one.
     void runUpdate(bool hasBox = false) const;
     Accessible traceWindow() const { return program().window(QStringLiteral("Trace")); }
@@ -120,6 +120,15 @@ QString SystemLog::end() const
     const QString begin = line(QStringLiteral(" begins: "));
     [&] { QVERIFY2(begin.startsWith(QStringLiteral("loader begins: ")), qPrintable(begin)); }();
     return line(QStringLiteral(" ends: "));
+}
+
+void SystemLog::verifyFailure(const QString &reported, const QString &result) const
+{
+    if (reported.isEmpty())
+        QVERIFY(lines().filter(QStringLiteral(" reported: ")).isEmpty());
+    else
+        QCOMPARE(line(QStringLiteral(" reported: ")), QStringLiteral("window reported: ") + reported);
+    QCOMPARE(end(), QStringLiteral("window ends: result ") + result);
 }
 
 void SystemLog::runUpdate(bool hasBox) const
@@ -273,9 +282,8 @@ void SystemLog::converterThatChangesWhatItReturns()
     rememberImage(5 * RecordSize);
     startProgram();
     runUpdate(true);
-    QCOMPARE(line(QStringLiteral(" reported: ")),
-             QStringLiteral("window reported: The converter returned record 0 changed"));
-    QCOMPARE(end(), QStringLiteral("window ends: result 65537, the converter did not return what was sent"));
+    verifyFailure(QStringLiteral("The converter returned record 0 changed"),
+                  QStringLiteral("65537, the converter did not return what was sent"));
     QVERIFY(lines().filter(Question).isEmpty());
 }
 
@@ -318,50 +326,73 @@ void SystemLog::badRepliesOverASerialPort()
     runUpdate(!reported.isEmpty());
     QVERIFY(line(QStringLiteral(" sent "))
                 .startsWith(QStringLiteral("window sent 3 of 5 records, 2 of them confirmed, in ")));
-    QCOMPARE(end(), QStringLiteral("window ends: result ") + result);
-    if (reported.isEmpty())
-        QVERIFY(lines().filter(QStringLiteral(" reported: ")).isEmpty());
-    else
-        QCOMPARE(line(QStringLiteral(" reported: ")), QStringLiteral("window reported: ") + reported);
+    verifyFailure(reported, result);
 }
 
 void SystemLog::adapterThatFails_data()
 {
     QTest::addColumn<QString>("connection");
-    QTest::addColumn<QString>("fail");
+    QTest::addColumn<QString>("variable"); // of the simulated adapter
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<int>("sent");
+    QTest::addColumn<int>("confirmed");
     QTest::addColumn<QString>("result");
     QTest::addColumn<QString>("reported");
-    const auto row = [](const char *name, const QString &connection, const char *fail, const char *result,
-                        const char *reported) {
-        QTest::newRow(name) << connection << QString::fromLatin1(fail) << QString::fromLatin1(result)
-                            << QString::fromLatin1(reported);
+    const auto row = [](const char *name, const QString &connection, const char *setting, int sent,
+                        int confirmed, const char *result, const char *reported) {
+        const QString text = QString::fromLatin1(setting);
+        QTest::newRow(name) << connection << text.section(u'=', 0, 0) << text.section(u'=', 1) << sent
+                            << confirmed << QString::fromLatin1(result) << QString::fromLatin1(reported);
     };
-    row("infrared, none", InfraRed, "sub_open:1:0", "-1, not all of the image was sent",
-        "SUB-20 not connected!");
-    row("infrared, settings", InfraRed, "sub_ir_config:1:-5", "-5, an error of the adapter's library",
-        "SUB-20 sub_ir_config: simulated adapter error -5");
-    row("infrared, transfer", InfraRed, "sub_ir_tx:2:-5", "-5, an error of the adapter's library",
-        "SUB-20 sub_ir_tx: simulated adapter error -5");
-    row("RS-485, none", Modbus, "sub_open:1:0", "-1, not all of the image was sent", "Can't open SUB-20");
-    row("RS-485, transfer", Modbus, "sub_rs_xfer:1:-5", "5, an error of the adapter's library",
+    const auto infrared = [row](const char *name, const char *setting, int sent, const char *result,
+                                const char *reported) {
+        row(name, InfraRed, setting, sent, 0, result, reported);
+    };
+    infrared("infrared, none", "FAIL=sub_open:1:0", 0, "-1, not all of the image was sent",
+             "SUB-20 not connected!");
+    infrared("infrared, settings", "FAIL=sub_ir_config:1:-5", 0, "-5, an error of the adapter's library",
+             "SUB-20 sub_ir_config: simulated adapter error -5");
+    infrared("infrared, transfer", "FAIL=sub_ir_tx:2:-5", 1, "-5, an error of the adapter's library",
+             "SUB-20 sub_ir_tx: simulated adapter error -5");
+    // Each block goes out three times.
+    infrared("infrared, pulled out", "PULL_OUT=7", 3, "-5, an error of the adapter's library",
+             "SUB-20 sub_ir_tx: simulated adapter error -5");
+    row("RS-485, none", Modbus, "FAIL=sub_open:1:0", 0, 0, "-1, not all of the image was sent",
+        "Can't open SUB-20");
+    row("RS-485, transfer", Modbus, "FAIL=sub_rs_xfer:1:-5", 1, 0, "5, an error of the adapter's library",
         "sub_rs_xfer: simulated adapter error -5");
-    row("RS-485, silence", Modbus, "sub_rs_xfer:1:0", "138, the panel does not reply", "Modbus Timeout");
+    row("RS-485, silence", Modbus, "FAIL=sub_rs_xfer:1:0", 1, 0, "138, the panel does not reply",
+        "Modbus Timeout");
+    row("RS-485, pulled out", Modbus, "PULL_OUT=3", 3, 2, "5, an error of the adapter's library",
+        "sub_rs_xfer: simulated adapter error -5");
 }
 
 void SystemLog::adapterThatFails()
 {
     QFETCH(const QString, connection);
-    QFETCH(const QString, fail);
+    QFETCH(const QString, variable);
+    QFETCH(const QString, value);
+    QFETCH(const int, sent);
+    QFETCH(const int, confirmed);
     QFETCH(const QString, result);
     QFETCH(const QString, reported);
     setAdapters(1);
-    program().setVariable(QStringLiteral("ZEPHYRIN_SUB20_FAIL"), fail);
+    program().setVariable(QStringLiteral("ZEPHYRIN_SUB20_") + variable, value);
     settings().setValue(QStringLiteral("settings/deviceName"), connection);
-    rememberImage(3 * RecordSize);
+    rememberImage(6 * RecordSize);
     startProgram();
     runUpdate(true);
-    QCOMPARE(line(QStringLiteral(" reported: ")), QStringLiteral("window reported: ") + reported);
-    QCOMPARE(end(), QStringLiteral("window ends: result ") + result);
+    const bool isInfraRed = connection == InfraRed;
+    QCOMPARE(line(QStringLiteral(" begins: ")),
+             QStringLiteral("loader begins: ") + connection +
+                 (isInfraRed ? QString() : QStringLiteral(", address 0x50")));
+    const QString count =
+        isInfraRed ? QStringLiteral("window sent %1 of 4 blocks, which nobody confirms, in ").arg(sent)
+                   : QStringLiteral("window sent %1 of 6 records, %2 of them confirmed, in ")
+                         .arg(sent)
+                         .arg(confirmed);
+    QVERIFY2(line(QStringLiteral(" sent ")).startsWith(count), qPrintable(line(QStringLiteral(" sent "))));
+    verifyFailure(reported, result);
 }
 
 void SystemLog::portThatIsGone()
@@ -374,9 +405,8 @@ void SystemLog::portThatIsGone()
     runUpdate(true);
     QCOMPARE(line(QStringLiteral(" port: ")),
              QStringLiteral("loader port: there is no /dev/%1").arg(portName()));
-    QCOMPARE(line(QStringLiteral(" reported: ")),
-             QStringLiteral("window reported: No such file or directory"));
-    QCOMPARE(end(), QStringLiteral("window ends: result -1, not all of the image was sent"));
+    verifyFailure(QStringLiteral("No such file or directory"),
+                  QStringLiteral("-1, not all of the image was sent"));
 }
 
 void SystemLog::portThatIsInUse()
@@ -417,48 +447,7 @@ void SystemLog::portThatIsPulledOut()
     QTRY_VERIFY(!lines().filter(QStringLiteral("window gone: port %1,").arg(portName())).isEmpty());
     QVERIFY(line(QStringLiteral(" sent "))
                 .startsWith(QStringLiteral("window sent 4 of 5 records, 3 of them confirmed, in ")));
-    QVERIFY(lines().filter(QStringLiteral(" reported: ")).isEmpty());
-    QCOMPARE(end(), QStringLiteral("window ends: result 138, the panel does not reply"));
-}
-
-void SystemLog::adapterThatIsPulledOut_data()
-{
-    QTest::addColumn<QString>("connection");
-    QTest::addColumn<QString>("begin");
-    QTest::addColumn<QString>("transfer");
-    QTest::addColumn<QString>("sent");
-    QTest::addColumn<QString>("reported");
-    QTest::addColumn<QString>("result");
-    QTest::newRow("RS-485") << Modbus << QStringLiteral("Modbus SUB-20, address 0x50") << QStringLiteral("3")
-                            << QStringLiteral("sent 3 of 6 records, 2 of them confirmed, in ")
-                            << QStringLiteral("sub_rs_xfer: simulated adapter error -5")
-                            << QStringLiteral("5, an error of the adapter's library");
-    // Each block goes out three times.
-    QTest::newRow("infrared") << InfraRed << InfraRed << QStringLiteral("7")
-                              << QStringLiteral("sent 3 of 4 blocks, which nobody confirms, in ")
-                              << QStringLiteral("SUB-20 sub_ir_tx: simulated adapter error -5")
-                              << QStringLiteral("-5, an error of the adapter's library");
-}
-
-void SystemLog::adapterThatIsPulledOut()
-{
-    QFETCH(const QString, connection);
-    QFETCH(const QString, begin);
-    QFETCH(const QString, transfer);
-    QFETCH(const QString, sent);
-    QFETCH(const QString, reported);
-    QFETCH(const QString, result);
-    setAdapters(1);
-    program().setVariable(QStringLiteral("ZEPHYRIN_SUB20_PULL_OUT"), transfer);
-    settings().setValue(QStringLiteral("settings/deviceName"), connection);
-    rememberImage(6 * RecordSize);
-    startProgram();
-    runUpdate(true);
-    QCOMPARE(line(QStringLiteral(" begins: ")), QStringLiteral("loader begins: ") + begin);
-    QVERIFY2(line(QStringLiteral(" sent ")).startsWith(QStringLiteral("window ") + sent),
-             qPrintable(line(QStringLiteral(" sent "))));
-    QCOMPARE(line(QStringLiteral(" reported: ")), QStringLiteral("window reported: ") + reported);
-    QCOMPARE(end(), QStringLiteral("window ends: result ") + result);
+    verifyFailure(QString(), QStringLiteral("138, the panel does not reply"));
 }
 
 void SystemLog::imageThatIsNotSent_data()
@@ -520,8 +509,7 @@ void SystemLog::imageThatIsNotSent()
     QVERIFY(line(QStringLiteral(" sent ")).startsWith(QStringLiteral("window sent 0 of ")));
     if (reported.contains(QStringLiteral("%1")))
         reported = reported.arg(file);
-    QCOMPARE(line(QStringLiteral(" reported: ")), QStringLiteral("window reported: ") + reported);
-    QCOMPARE(end(), QStringLiteral("window ends: result ") + result);
+    verifyFailure(reported, result);
     QCOMPARE(panel.image(), QByteArray());
 }
 
