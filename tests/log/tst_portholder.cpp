@@ -14,6 +14,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <vector>
+
 namespace {
 
 /// A user that owns nothing and is in no group.
@@ -39,8 +41,9 @@ private:
     int master;
 };
 
-/// What another process sees of the port: one of Nobody's when this one is the administrator's.
-QStringList seenByNobody(const QString &path)
+/// What another process sees of the port: one of Nobody's, in these groups, when this one is the
+/// administrator's.
+QStringList seenByNobody(const QString &path, gid_t group = Nobody, const std::vector<gid_t> &others = {})
 {
     QTemporaryFile seen;
     if (!seen.open())
@@ -48,7 +51,7 @@ QStringList seenByNobody(const QString &path)
     const pid_t child = ::fork();
     if (child == 0) {
         if (::getuid() == 0 &&
-            (::setgroups(0, nullptr) != 0 || ::setgid(Nobody) != 0 || ::setuid(Nobody) != 0))
+            (::setgroups(others.size(), others.data()) != 0 || ::setgid(group) != 0 || ::setuid(Nobody) != 0))
             ::_exit(1);
         const QByteArray texts = whyPortIsRefused(path).join(u'\n').toUtf8();
         ::_exit(::write(seen.handle(), texts.constData(), static_cast<std::size_t>(texts.size())) < 0 ? 1
@@ -74,6 +77,12 @@ private slots:
     void aPortThatNobodyHasOpen();
     void theRightNeedNotComeFromTheGroup();
     void aUserWithoutTheRightIsToldOfTheGroup();
+    void halfTheRightIsNone_data();
+    void halfTheRightIsNone();
+    void theGroupsOfAUser_data();
+    void theGroupsOfAUser();
+    void aGroupWithoutAName();
+    void anotherFileOfTheSameDevice();
 };
 
 void PortHolderTest::aMissingPort()
@@ -130,6 +139,74 @@ void PortHolderTest::aUserWithoutTheRightIsToldOfTheGroup()
     static const QRegularExpression unseen(
         QStringLiteral("^[1-9]\\d* processes, other users', cannot be looked into$"));
     QVERIFY2(unseen.match(texts.constLast()).hasMatch(), qPrintable(texts.join(u'\n')));
+}
+
+void PortHolderTest::halfTheRightIsNone_data()
+{
+    QTest::addColumn<uint>("mode");
+    QTest::newRow("only read") << 0444U;
+    QTest::newRow("only written") << 0222U;
+}
+
+void PortHolderTest::halfTheRightIsNone()
+{
+    QFETCH(const uint, mode);
+    const Terminal terminal;
+    QCOMPARE(::chmod(QFile::encodeName(terminal.path).constData(), mode), 0);
+    const QString text = seenByNobody(terminal.path).value(0);
+    QVERIFY2(text.startsWith(QStringLiteral("this user may not use ")), qPrintable(text));
+}
+
+void PortHolderTest::theGroupsOfAUser_data()
+{
+    QTest::addColumn<bool>("isOwn");
+    QTest::newRow("the user's own") << true;
+    QTest::newRow("another of the user's") << false;
+}
+
+// Of a port that even its group may not use. Only the administrator can choose a process's groups; anybody
+// else's terminal is mostly in a group that its owner is in.
+void PortHolderTest::theGroupsOfAUser()
+{
+    QFETCH(const bool, isOwn);
+    const Terminal terminal;
+    const QFileInfo info(terminal.path);
+    QCOMPARE(::chmod(QFile::encodeName(terminal.path).constData(), 0), 0);
+    const QString text = isOwn ? seenByNobody(terminal.path, info.groupId()).value(0)
+                               : seenByNobody(terminal.path, Nobody, {1, info.groupId(), 2}).value(0);
+    const QString may = QStringLiteral("this user may not use ") + terminal.path;
+    if (::getuid() == 0)
+        QCOMPARE(text, may + QStringLiteral(", although in its group ") + info.group());
+    else
+        QVERIFY2(text.startsWith(may), qPrintable(text));
+}
+
+void PortHolderTest::aGroupWithoutAName()
+{
+    constexpr gid_t Nameless = 4'000'000;
+    const Terminal terminal;
+    const QByteArray path = QFile::encodeName(terminal.path);
+    QCOMPARE(::chmod(path.constData(), 0), 0);
+    QString group = QFileInfo(terminal.path).group();
+    if (::getuid() == 0) { // others cannot give away what is theirs
+        QCOMPARE(::chown(path.constData(), 0, Nameless), 0);
+        group = QString::number(Nameless);
+    }
+    const QString text = seenByNobody(terminal.path).value(0);
+    QVERIFY2(text.endsWith(QStringLiteral(" its group ") + group), qPrintable(text));
+}
+
+// A terminal's other end is the one device that most systems have two files of.
+void PortHolderTest::anotherFileOfTheSameDevice()
+{
+    const Terminal terminal;
+    for (const char *const name : {"/dev/ptmx", "/dev/pts/ptmx"}) {
+        const QString path = QString::fromLatin1(name);
+        const QString holder = QStringLiteral("process %1, tst_portholder, has %2 open")
+                                   .arg(QString::number(QCoreApplication::applicationPid()), path);
+        const QStringList texts = whyPortIsRefused(path);
+        QVERIFY2(texts.contains(holder), qPrintable(texts.join(u'\n')));
+    }
 }
 
 QTEST_GUILESS_MAIN(PortHolderTest)

@@ -44,6 +44,7 @@ void ChecksumFileTest::digestsAreFound_data()
                                            " *panel.INC\n" + Nothing + "  panel.INC.old\n"
                                     << true;
     QTest::newRow("folder") << Abc + "  build/panel.INC\n" << true;
+    QTest::newRow("folder, capitals") << Abc + "  build/PANEL.inc\n" << true;
     QTest::newRow("folder of Windows") << "\\" + Abc + " *build\\\\panel.INC\n" << true;
     QTest::newRow("alone") << Abc << true;
     QTest::newRow("alone in its line") << "\r\n" + Abc + " \r\n" << true;
@@ -82,6 +83,7 @@ void ChecksumFileTest::oddNames_data()
     QTest::newRow("star") << QStringLiteral("*a") << Abc + " **a\n";
     QTest::newRow("letters") << QStringLiteral("Gerät.INC") << Abc + "  Ger\xc3\xa4t.INC\n";
     QTest::newRow("escape that is none") << QStringLiteral("a\\") << Abc + "  a\\\n";
+    QTest::newRow("escape without its letter") << QStringLiteral("a\\") << "\\" + Abc + "  a\\\n";
 }
 
 void ChecksumFileTest::oddNames()

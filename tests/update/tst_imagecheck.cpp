@@ -188,6 +188,9 @@ void ImageCheckTest::theChecksumDecides_data()
     const QString missing = QStringLiteral("there is no SHA-256 checksum for it in %1");
     QTest::newRow("right") << QStringLiteral("%1  panel.INC\n") << QString();
     QTest::newRow("right among others") << QStringLiteral("%2  a\nSHA256 (panel.INC) = %1\n") << QString();
+    QTest::newRow("right behind many others")
+        << QStringLiteral("%2  another.INC\n").repeated(10000) + QStringLiteral("%1  panel.INC\n")
+        << QString();
     QTest::newRow("wrong") << QStringLiteral("%2  panel.INC\n%1  other.INC\n") << differs;
     QTest::newRow("right and wrong") << QStringLiteral("%1  panel.INC\n%2  panel.INC\n") << differs;
     QTest::newRow("others alone") << QStringLiteral("%1  other.INC\n") << missing;

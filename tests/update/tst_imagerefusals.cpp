@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
+#include "tests/support/drive.h"
 #include "tests/support/loaderbench.h"
 #include "tests/support/testcase.h"
 #include "update/imagecheck.h"
 #include "update/imagefile.h"
 
+#include <QCryptographicHash>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -25,8 +27,20 @@ private slots:
     void failedReadHasTheSystemsWords();
     void failedReadKeepsTheErrorNumber();
     void anImageThatCannotBeReadIsRefused();
+    void aDriveThatFailsInTheMiddleRefuses();
+    void aStopEndsTheReading();
+    void aChecksumFileThatLeadsNowhereRefuses();
 
 private:
+    /// An image of several portions, with its checksum beside it.
+    static void setCheckedImage(LoaderBench &bench)
+    {
+        const QByteArray image(200000, 'x');
+        QFile list(bench.setImage(image) + QStringLiteral(".sha256"));
+        const QByteArray digest = QCryptographicHash::hash(image, QCryptographicHash::Sha256).toHex();
+        QVERIFY(list.open(QIODevice::WriteOnly) && list.write(digest) == digest.size());
+        bench.job.checkImage = true;
+    }
     QString smallFile() const
     {
         QFile file(folder.filePath(QStringLiteral("image.INC")));
@@ -125,6 +139,45 @@ void ImageRefusalsTest::anImageThatCannotBeReadIsRefused()
     QCOMPARE(bench.events(),
              QStringList(QStringLiteral("errorSignal The image is not sent: it cannot be read to its end: "
                                         "Input/output error")));
+}
+
+// It is not taken for an image that is another one.
+void ImageRefusalsTest::aDriveThatFailsInTheMiddleRefuses()
+{
+    LoaderBench bench;
+    setCheckedImage(bench);
+    {
+        const Drive drive(100000);
+        QCOMPARE(checkImage(bench.context(), AnyImageSize), ImageRefused);
+    }
+    QCOMPARE(bench.events(),
+             QStringList(QStringLiteral("errorSignal The image is not sent: it cannot be read to its end: "
+                                        "Input/output error")));
+}
+
+void ImageRefusalsTest::aStopEndsTheReading()
+{
+    LoaderBench bench;
+    setCheckedImage(bench);
+    bench.stopRequested = true;
+    const Drive drive;
+    QCOMPARE(checkImage(bench.context(), AnyImageSize), LoaderFailed);
+    QVERIFY2(drive.bytesRead() < 100000, qPrintable(QString::number(drive.bytesRead())));
+    bench.stopRequested = false;
+    QCOMPARE(checkImage(bench.context(), AnyImageSize), LoaderDone);
+    QVERIFY(drive.bytesRead() > 200000);
+}
+
+void ImageRefusalsTest::aChecksumFileThatLeadsNowhereRefuses()
+{
+    LoaderBench bench;
+    bench.job.checkImage = true;
+    const QString list = bench.setImage("image") + QStringLiteral(".sha256");
+    QVERIFY(QFile::link(QStringLiteral("nowhere"), list));
+    QCOMPARE(checkImage(bench.context(), AnyImageSize), ImageRefused);
+    QCOMPARE(bench.events(), QStringList(QStringLiteral("errorSignal The image is not sent: its checksum "
+                                                        "file %1 cannot be read: No such file or directory")
+                                             .arg(list)));
 }
 
 QTEST_GUILESS_MAIN(ImageRefusalsTest)
