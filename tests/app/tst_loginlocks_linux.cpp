@@ -59,6 +59,7 @@ private slots:
     void aBusThatComesBackIsFound();
     void aBusThatHangsHoldsNothingUp();
     void aBusThatHangsIsConnectedToOnce();
+    void theBusIsLeftAtTheEnd();
 };
 
 void LoginLocksTest::initTestCase()
@@ -305,6 +306,17 @@ void LoginLocksTest::aBusThatHangsIsConnectedToOnce()
     QTRY_COMPARE(bus.visitors(), 1);
     QTest::qWait(200); // nobody must come
     QCOMPARE(bus.visitors(), 1);
+}
+
+void LoginLocksTest::theBusIsLeftAtTheEnd()
+{
+    HangingBus bus;
+    std::unique_ptr<StayAwake> awake = makeAwake();
+    awake->hold();
+    QTRY_COMPARE(bus.visitors(), 1);
+    QVERIFY(!bus.isLeft());
+    awake.reset();
+    QTRY_VERIFY(bus.isLeft());
 }
 
 QTEST_MAIN(LoginLocksTest)

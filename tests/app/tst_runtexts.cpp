@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "app/devicelog.h"
+#include "app/runlog.h"
 #include "app/runtexts.h"
 #include "connections/connection.h"
 #include "modbus/modbusresult.h"
@@ -62,6 +63,7 @@ private slots:
     void results();
     void stops();
     void ports();
+    void withoutALogFileNothingIsCounted();
 };
 
 void RunTextsTest::connections_data()
@@ -276,6 +278,14 @@ void RunTextsTest::ports()
                      QStringLiteral("port COM6, \"\", no USB numbers, in the menu"),
                      QStringLiteral("port COM7, \"\", USB 1A86:7523, not in the menu: it has no "
                                     "description")}));
+}
+
+void RunTextsTest::withoutALogFileNothingIsCounted()
+{
+    RunLog log;
+    const std::atomic<bool> stop = false;
+    QCOMPARE(log.watch(jobOver(ConnectionComPort), stop, [] { return 7; }), 7);
+    QCOMPARE(log.figures(), nullptr);
 }
 
 QTEST_GUILESS_MAIN(RunTextsTest)

@@ -7,9 +7,11 @@
 #include "tests/support/windowbench.h"
 #include "trace/logbrowser.h"
 
+#include <QElapsedTimer>
 #include <QLineEdit>
 #include <QRegularExpression>
 #include <QSemaphore>
+#include <QThread>
 
 #include <atomic>
 #include <stdexcept>
@@ -19,6 +21,8 @@ namespace {
 const QString InfraRed = QStringLiteral("InfraRed SUB-20");
 const QString Modbus = QStringLiteral("Modbus SUB-20");
 constexpr qsizetype BlockSize = 48;
+/// How long a loader takes at least, where that is looked at.
+constexpr int LoaderMs = 20;
 
 /// Holds the first call of a function, by default the first frame that goes out, until it is opened.
 class Gate
@@ -66,6 +70,8 @@ private slots:
     void aRunThatIsStopped();
     void aRunThatIsStoppedBehindItsEnd();
     void aLoaderThatThrows();
+    void eachRunHasItsNumberAndItsFigures();
+    void theTimeIsThatOfTheLoader();
     void aStartThatWaits();
     void aWaitingStartThatIsTakenBack();
     void theWindowIsClosed();
@@ -92,6 +98,15 @@ private:
 
     /// The lines since the last call, from the thread on; numbers of runs and times as "#".
     QStringList take();
+    /// The same with the numbers and times.
+    QString takeAll() { return QString::fromUtf8(file.readAll()); }
+    /// How long the one run among these lines has taken.
+    static int millisecondsOf(const QString &lines)
+    {
+        static const QRegularExpression figures(QStringLiteral(", in (\\d+)\\.(\\d{3}) s\n"));
+        const QRegularExpressionMatch match = figures.match(lines);
+        return (match.captured(1) + match.captured(2)).toInt();
+    }
     QStringList takeNotes() { return take().filter(QRegularExpression(QStringLiteral("^\\w+ info "))); }
     /// Of the notes, those of the runs, without the figures.
     QStringList takeRuns();
@@ -122,7 +137,7 @@ QStringList WindowLogTest::take()
     static const QRegularExpression run(QStringLiteral("run \\d+ "));
     static const QRegularExpression time(QStringLiteral("\\d+\\.\\d+ (m?s)\\b"));
     QStringList lines;
-    for (const QString &line : QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts))
+    for (const QString &line : takeAll().split(u'\n', Qt::SkipEmptyParts))
         lines += line.section(u' ', 1)
                      .replace(run, QStringLiteral("run # "))
                      .replace(time, QStringLiteral("# \\1"));
@@ -149,8 +164,9 @@ void WindowLogTest::theStart()
                                 .arg(QCoreApplication::applicationPid());
     const qsizetype first = lines.indexOf(program);
     QVERIFY2(first >= 0, qPrintable(lines.join(u'\n')));
-    QVERIFY(lines.value(first + 1).startsWith(QStringLiteral("window info     system: ") +
-                                              QSysInfo::prettyProductName()));
+    QCOMPARE(lines.value(first + 1), QStringLiteral("window info     system: %1, %2 %3, %4")
+                                         .arg(QSysInfo::prettyProductName(), QSysInfo::kernelType(),
+                                              QSysInfo::kernelVersion(), QSysInfo::currentCpuArchitecture()));
     QCOMPARE(lines.mid(first + 2, 2),
              QStringList({QStringLiteral("window info     options: reply_gap=50, check_reply=TRUE"),
                           QStringLiteral("window info     option refused: options/trace_key=nothing")}));
@@ -311,16 +327,61 @@ void WindowLogTest::aLoaderThatThrows()
     Site site;
     const auto thrower = connect(
         site.bench.probe().emitter(), &Emitter::load_start, this,
-        [] { throw std::runtime_error("out of order"); }, Qt::DirectConnection);
+        [] {
+            QThread::msleep(LoaderMs);
+            throw std::runtime_error("out of order");
+        },
+        Qt::DirectConnection);
     take();
     site.bench.press();
     QVERIFY(site.bench.waitForEnd());
+    const QString lines = takeAll();
+    QVERIFY2(millisecondsOf(lines) >= LoaderMs, qPrintable(lines));
+    QVERIFY(file.seek(file.pos() - lines.toUtf8().size()));
     QCOMPARE(takeRuns(),
              QStringList({begin(), end(QStringLiteral("result -1, not all of the image was sent"))}));
     disconnect(thrower);
     site.bench.press();
     QVERIFY(site.bench.waitForEnd());
     QCOMPARE(takeRuns(), QStringList({begin(), end(QStringLiteral("result 0, the whole image was sent"))}));
+}
+
+void WindowLogTest::eachRunHasItsNumberAndItsFigures()
+{
+    Site site;
+    for (const int run : {1, 2, 3}) {
+        take();
+        site.bench.press();
+        QVERIFY(site.bench.waitForEnd());
+        const QString lines = takeAll();
+        const auto count = [&](const char *text) {
+            return lines.count(QStringLiteral(" run %1 %2").arg(run).arg(QLatin1String(text)));
+        };
+        QCOMPARE(lines.count(QStringLiteral(" run ")), 5);
+        QCOMPARE(count("begins: "), 1);
+        QCOMPARE(count("sent 2 of 2 blocks, "), 1);
+        QCOMPARE(count("ends: result 0, "), 1);
+    }
+}
+
+void WindowLogTest::theTimeIsThatOfTheLoader()
+{
+    Site site;
+    Gate gate(site.scripted);
+    take();
+    QElapsedTimer longest;
+    longest.start();
+    site.bench.press();
+    QTRY_VERIFY(gate.isReached());
+    QElapsedTimer shortest;
+    shortest.start();
+    QThread::msleep(LoaderMs);
+    const qint64 least = shortest.elapsed();
+    gate.open();
+    QVERIFY(site.bench.waitForEnd());
+    const QString lines = takeAll();
+    QCOMPARE_GE(millisecondsOf(lines), least);
+    QCOMPARE_LE(millisecondsOf(lines), longest.elapsed());
 }
 
 void WindowLogTest::aStartThatWaits()

@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QScopeGuard>
 #include <QSignalSpy>
+#include <QSocketNotifier>
 
 #include <dlfcn.h>
 #include <libudev.h>
@@ -23,6 +24,8 @@ namespace {
 
 /// How often the socket still has to report that it has overflowed.
 int overflows = 0;
+/// Whether the library has nothing to give, and leaves the number of an earlier error as it is.
+bool isEmpty = false;
 /// The socket that libudev gives instead of its own; -1 for its own.
 int socketInstead = -1;
 
@@ -42,6 +45,8 @@ udev_device *udev_monitor_receive_device(udev_monitor *monitor)
         errno = ENOBUFS;
         return nullptr;
     }
+    if (isEmpty)
+        return nullptr;
     return original<decltype(udev_monitor_receive_device)>("udev_monitor_receive_device")(monitor);
 }
 
@@ -202,6 +207,7 @@ private slots:
     void serialPortsHaveNames();
     void theWindowAnswersBetweenTwoNotices();
     void anOverflowIsReportedOnce();
+    void anErrorBeforeIsNoOverflow();
     void adaptersOfLostEventsAreAwaited();
 
     void usableNodeIsReportedOnce();
@@ -448,6 +454,18 @@ void LinuxUsbMonitorTest::anOverflowIsReportedOnce()
     QTRY_COMPARE(listener.notices(), text({"lost"}));
     devices.addUsbDevice(AdapterVendorId, AdapterProductId);
     waitForAll(devices, listener, text({"lost", "+04d8"}));
+}
+
+void LinuxUsbMonitorTest::anErrorBeforeIsNoOverflow()
+{
+    MockDevices devices;
+    const Listener listener;
+    QEvent readable(QEvent::SockAct);
+    isEmpty = true;
+    errno = ENOBUFS;
+    QCoreApplication::sendEvent(listener.get()->findChild<QSocketNotifier *>(), &readable);
+    isEmpty = false;
+    waitForAll(devices, listener, {});
 }
 
 void LinuxUsbMonitorTest::adaptersOfLostEventsAreAwaited()

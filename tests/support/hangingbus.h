@@ -13,6 +13,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <utility>
 
 /// A system bus that hangs: its socket listens, and nobody serves it.
@@ -55,6 +56,14 @@ public:
         while (isAsked())
             inside += ::accept4(socket, nullptr, nullptr, SOCK_CLOEXEC);
         return inside.size();
+    }
+    /// Whether all who came have gone again.
+    bool isLeft() const
+    {
+        return std::all_of(inside.begin(), inside.end(), [](int visitor) {
+            pollfd question{visitor, POLLIN, 0};
+            return ::poll(&question, 1, 0) > 0 && (question.revents & POLLHUP) != 0;
+        });
     }
 
 private:

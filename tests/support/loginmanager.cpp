@@ -85,7 +85,7 @@ QDBusMessage LoginManager::answerTo(const QDBusMessage &request)
     const QString what = request.arguments().value(0).toString();
     for (const QString &part : std::as_const(refused)) {
         if (what.split(u':').contains(part))
-            return request.createErrorReply(QDBusError::AccessDenied, QStringLiteral("Not from far away"));
+            return request.createErrorReply(QDBusError::AccessDenied, QStringLiteral("Not from\n  far away"));
     }
     std::array<int, 2> ends{};
     [&] { QCOMPARE(::pipe2(ends.data(), O_CLOEXEC), 0); }();
