@@ -47,7 +47,6 @@ LoginLocks::~LoginLocks()
 
 void LoginLocks::take()
 {
-    giveBack();
     if (connectToBus())
         ask({Everything.join(u':')}, &LoginLocks::askForEach);
     else

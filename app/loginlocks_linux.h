@@ -19,7 +19,7 @@ public:
     ~LoginLocks() override;
 
     /// Asks for one lock over everything that ends an update, and where that is refused for each part by
-    /// itself. What is not granted, one debug line names.
+    /// itself. What is not granted, one debug line names. Nothing is held before.
     void take();
     /// Gives back what is held. A lock that is granted later is given back as it comes.
     void giveBack();

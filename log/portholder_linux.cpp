@@ -37,11 +37,10 @@ QString nameOf(const QString &process)
                                           : QStringLiteral("a program without a name");
 }
 
-/// Whether it is the same file, or another file of the same device.
+/// Whether it is the port's file, or another file of the same device.
 bool isSameDevice(const struct stat &file, const struct stat &port)
 {
-    return S_ISCHR(file.st_mode) &&
-           (file.st_rdev == port.st_rdev || (file.st_dev == port.st_dev && file.st_ino == port.st_ino));
+    return S_ISCHR(file.st_mode) && file.st_rdev == port.st_rdev;
 }
 
 /// Whether the process has the port open; nothing when it cannot be looked into.
@@ -100,8 +99,7 @@ QStringList whyPortIsRefused(const QString &portName)
         const QString group = QFileInfo(access.path).group();
         access.group = group.isEmpty() ? QString::number(status.st_gid) : group;
         access.isInGroup = isInGroup(status.st_gid);
-        if (S_ISCHR(status.st_mode))
-            findHolders(access, status);
+        findHolders(access, status);
     }
     return portAccessTexts(access);
 }

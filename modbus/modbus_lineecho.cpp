@@ -13,7 +13,6 @@
 /// the port: it belongs to the reply.
 bool Modbus::takeLineEcho(std::int32_t requestLength, const QDeadlineTimer &echoEnd)
 {
-    lineEchoWhole = false;
     qint64 before = -1;
     while (serialPort->bytesAvailable() < requestLength && serialPort->bytesAvailable() > before) {
         before = serialPort->bytesAvailable();

@@ -69,8 +69,9 @@ QList<QByteArray> sha256DigestsFor(const QString &name, const QByteArray &text)
 {
     static const QRegularExpression bare(QStringLiteral("^[0-9A-Fa-f]{64}$"));
     const QStringList lines = linesOf(text);
-    if (lines.size() == 1 && bare.match(lines.constFirst().trimmed()).hasMatch())
-        return {QByteArray::fromHex(lines.constFirst().trimmed().toLatin1())};
+    const QString only = lines.size() == 1 ? lines.constFirst().trimmed() : QString();
+    if (bare.match(only).hasMatch())
+        return {QByteArray::fromHex(only.toLatin1())};
     QList<QByteArray> digests;
     for (const QString &line : lines) {
         const std::optional<Entry> entry = entryOf(line);

@@ -6,6 +6,7 @@
 #include "tests/support/testcase.h"
 
 #include <QElapsedTimer>
+#include <QTimer>
 
 #include <algorithm>
 #include <cstddef>
@@ -97,6 +98,7 @@ private slots:
     void aWrongBitIsNoticed();
     void anEchoThatIsNotWhole_data();
     void anEchoThatIsNotWhole();
+    void anEchoThatComesAsItsTimeEnds();
     void whatStandsInFrontOfTheReply_data();
     void whatStandsInFrontOfTheReply();
     void bytesLeftOverStandInFrontOfTheEcho();
@@ -307,6 +309,22 @@ void LineEchoTest::anEchoThatIsNotWhole()
     const qint64 elapsed = timer.elapsed();
     QVERIFY2(elapsed >= ShortPauseMs + RequestMs + 1000, qPrintable(QString::number(elapsed)));
     QCOMPARE(link.events.take(), (QStringList{ChunkWritten, NotAll}));
+}
+
+// The link's thread may be late, so it looks once more before it takes the echo for cut.
+void LineEchoTest::anEchoThatComesAsItsTimeEnds()
+{
+    Pty pty;
+    EchoingLink link(pty.path());
+    bool timeEnded = false;
+    connect(link.modbus.findChild<QTimer *>(), &QTimer::timeout, this, [&] {
+        if (std::exchange(timeEnded, true))
+            return;
+        const QByteArray request = pty.take();
+        pty.send(request + request); // its echo, and the panel's
+    });
+    QCOMPARE(link.write(), 0);
+    QVERIFY(timeEnded);
 }
 
 void LineEchoTest::whatStandsInFrontOfTheReply_data()
