@@ -135,6 +135,8 @@ void Sub20TransportTest::libraryErrorIsReportedByItsText_data()
         << QByteArray("FAIL") << QByteArray("sub_rs_xfer:1:-7:99") << 7 << error.arg(99);
     QTest::newRow("large result") << QByteArray("FAIL") << QByteArray("sub_rs_xfer:1:-70000") << 70000
                                   << error.arg(-70000);
+    QTest::newRow("result of a wrong line echo")
+        << QByteArray("FAIL") << QByteArray("sub_rs_xfer:1:-65537") << 65537 << error.arg(-65537);
     QTest::newRow("smallest result") << QByteArray("FAIL") << QByteArray("sub_rs_xfer:1:-2147483648")
                                      << 2147483647 << error.arg(std::numeric_limits<int>::min());
     QTest::newRow("pulled out") << QByteArray("PULL_OUT") << QByteArray("1") << 5 << error.arg(-5);
@@ -148,9 +150,12 @@ void Sub20TransportTest::libraryErrorIsReportedByItsText()
     QFETCH(QByteArray, variable);
     QFETCH(QByteArray, value);
     QFETCH(QString, text);
-    AdapterLink link(variable, value);
-    QTEST(link.writeChunk(), "result");
-    QCOMPARE(link.events.take(), QStringList{text});
+    for (const bool lineEcho : {false, true}) { // an option for a serial port
+        AdapterLink link(variable, value);
+        link.modbus.setLineEcho(lineEcho);
+        QTEST(link.writeChunk(), "result");
+        QCOMPARE(link.events.take(), QStringList{text});
+    }
 }
 
 void Sub20TransportTest::silentPanelIsATimeout()
