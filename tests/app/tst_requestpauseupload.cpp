@@ -11,6 +11,20 @@ class RequestPauseUploadTest : public TestCase
 private slots:
     void theShortestOnTheWire_data();
     void theShortestOnTheWire();
+    void aShorterOneIsShorter();
+
+private:
+    /// The shortest pause in an update, in µs.
+    static int shortestUs(const QVariantMap &options)
+    {
+        const QByteArray image = makeBytes(20 * ChunkSize);
+        Upload upload({}, options);
+        [&] {
+            QCOMPARE(upload.run(image), 0);
+            QCOMPARE(upload.panel.image(), image);
+        }();
+        return upload.panel.finish().value(QStringLiteral("lowest-gap-us"));
+    }
 };
 
 void RequestPauseUploadTest::theShortestOnTheWire_data()
@@ -28,12 +42,20 @@ void RequestPauseUploadTest::theShortestOnTheWire()
 {
     QFETCH(const QString, value);
     QFETCH(const int, leastMs);
-    const QByteArray image = makeBytes(20 * ChunkSize);
-    Upload upload({}, value.isNull() ? QVariantMap() : QVariantMap{{QStringLiteral("request_pause"), value}});
-    QCOMPARE(upload.run(image), 0);
-    QCOMPARE(upload.panel.image(), image);
-    const int leastUs = upload.panel.finish().value(QStringLiteral("lowest-gap-us"));
+    const int leastUs =
+        shortestUs(value.isNull() ? QVariantMap() : QVariantMap{{QStringLiteral("request_pause"), value}});
     QVERIFY2(leastUs >= leastMs * 1000, qPrintable(QString::number(leastUs)));
+}
+
+// On a busy machine a pause only seems longer: one of many is enough.
+void RequestPauseUploadTest::aShorterOneIsShorter()
+{
+    constexpr int DefaultUs = 50'000;
+    constexpr int MostUpdates = 10;
+    int leastUs = DefaultUs;
+    for (int update = 0; update < MostUpdates && leastUs >= DefaultUs; ++update)
+        leastUs = shortestUs({{QStringLiteral("request_pause"), QStringLiteral("4")}});
+    QCOMPARE_LT(leastUs, DefaultUs);
 }
 
 QTEST_MAIN(RequestPauseUploadTest)

@@ -34,6 +34,7 @@ class ReplyGapTest : public TestCase
 private slots:
     void withoutAGapTheFirstPieceIsAll_data();
     void withoutAGapTheFirstPieceIsAll();
+    void withoutAGapNoNoticeIsTakenIn();
     void withAGapTheRestIsAwaited_data();
     void withAGapTheRestIsAwaited();
     void aPauseLongerThanTheGapEndsTheReply();
@@ -93,6 +94,22 @@ void ReplyGapTest::withoutAGapTheFirstPieceIsAll()
     QString dump = events[2].mid(QStringLiteral("info: <-- ").size());
     QCOMPARE(dump.count(QRegularExpression(QStringLiteral("[0-9A-F]{2}"))), size);
     QCOMPARE(events[3], text);
+}
+
+// Not even of bytes that the system has by then.
+void ReplyGapTest::withoutAGapNoNoticeIsTakenIn()
+{
+    const QByteArray reply = QByteArray::fromHex("01030000000AC5CD");
+    Pty pty;
+    SerialLink link(pty.path());
+    bool hasBegun = false;
+    connect(&link.port, &QSerialPort::readyRead, this, [&] {
+        if (!std::exchange(hasBegun, true))
+            pty.send(reply.mid(4));
+    });
+    pty.answer(reply.left(4));
+    QCOMPARE(link.writeChunk(), 104);
+    QVERIFY(hasBegun);
 }
 
 void ReplyGapTest::withAGapTheRestIsAwaited_data()
