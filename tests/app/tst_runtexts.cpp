@@ -94,7 +94,7 @@ void RunTextsTest::images()
 {
     const QTemporaryDir folder;
     UpdateJob job = jobOver(ConnectionComPort);
-    job.imageFileName = folder.filePath(QStringLiteral("a \"b\" %1.INC"));
+    job.imageFileName = folder.filePath(QStringLiteral("a 'b' %1.INC"));
     QFile file(job.imageFileName);
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write("abc") == 3);
     file.close();

@@ -33,6 +33,7 @@ private slots:
     void aChangedAddressIsForTheNextRun();
 
     void aConnectionTypeThatIsNone();
+    void anUpdateThroughTheAdapterThenOneOverASerialPort();
 };
 
 void SerialUploadTest::images_data()
@@ -215,6 +216,33 @@ void SerialUploadTest::aConnectionTypeThatIsNone()
     upload.begin(makeBytes(320));
     QVERIFY(!upload.bench.probe().sessionOpen());
     QCOMPARE(upload.lines(), QStringList());
+}
+
+/// The adapter's handle keeps its value after it was closed; the serial port must not be taken for it.
+void SerialUploadTest::anUpdateThroughTheAdapterThenOneOverASerialPort()
+{
+    const SimulatedAdapter adapter;
+    const PanelProcess panel;
+    const QByteArray image = makeBytes(5 * ChunkSize);
+    WindowBench bench(adapter);
+    bench.start(ModbusText, image);
+    const MessageBoxes boxes;
+    for (int round = 0; round < 2; ++round) {
+        bench.probe().setConnectionType(ConnectionModbusSub20);
+        bench.press();
+        QVERIFY(bench.waitForEnd());
+        QCOMPARE(bench.probe().future().result(), 0);
+        QVERIFY(bench.probe().sub20Handle() != nullptr);
+        const QStringList calls = adapter.log();
+        bench.probe().setConnectionType(ConnectionComPort);
+        bench.probe().setPortName(panel.path());
+        bench.press();
+        QVERIFY(bench.waitForEnd());
+        QCOMPARE(bench.probe().future().result(), 0);
+        QCOMPARE(panel.image(), image);
+        QCOMPARE(adapter.log(), calls);
+    }
+    QVERIFY(boxes.contents().isEmpty());
 }
 
 QTEST_MAIN(SerialUploadTest)

@@ -3,7 +3,6 @@
 #include "tests/support/adapterchecks.h"
 #include "tests/support/messagelog.h"
 #include "tests/support/modalwatch.h"
-#include "tests/support/panelprocess.h"
 #include "tests/support/testcase.h"
 
 #include <QElapsedTimer>
@@ -50,7 +49,6 @@ private slots:
     void withoutConnectionAStopOfNoRunIsTakenBack();
     void eachStartCountsItsOwnTime();
     void anEmptiedFileFieldLeavesTheRunAlone();
-    void anUpdateThroughTheAdapterThenOneOverASerialPort();
     void anEndWithoutSessionChangesNothing();
     void theLoaderWorksWithWhatStoodAtTheStart();
 
@@ -329,32 +327,6 @@ void UpdateControlTest::anEmptiedFileFieldLeavesTheRunAlone()
     QCOMPARE(bench.buttonText(), StartText);
     QVERIFY(!bench.widget<QPushButton>("updBtn")->isEnabled());
     QVERIFY(bench.widget<QPushButton>("loadImg")->isEnabled());
-}
-
-/// The adapter's handle keeps its value after it was closed; the serial port must not be taken for it.
-void UpdateControlTest::anUpdateThroughTheAdapterThenOneOverASerialPort()
-{
-    const SimulatedAdapter adapter;
-    const PanelProcess panel;
-    WindowBench bench(adapter);
-    bench.start(ModbusText, chunks(5));
-    const MessageBoxes boxes;
-    for (int round = 0; round < 2; ++round) {
-        bench.probe().setConnectionType(ConnectionModbusSub20);
-        bench.press();
-        QVERIFY(bench.waitForEnd());
-        QCOMPARE(bench.probe().future().result(), 0);
-        QVERIFY(bench.probe().sub20Handle() != nullptr);
-        const QStringList calls = adapter.log();
-        bench.probe().setConnectionType(ConnectionComPort);
-        bench.probe().setPortName(panel.path());
-        bench.press();
-        QVERIFY(bench.waitForEnd());
-        QCOMPARE(bench.probe().future().result(), 0);
-        QCOMPARE(panel.image(), chunks(5));
-        QCOMPARE(adapter.log(), calls);
-    }
-    QVERIFY(boxes.contents().isEmpty());
 }
 
 void UpdateControlTest::anEndWithoutSessionChangesNothing()

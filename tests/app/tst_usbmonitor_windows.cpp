@@ -75,6 +75,10 @@ class WindowsUsbMonitorTest : public TestCase
 {
     Q_OBJECT
 
+public:
+    /// Windows sends its notices to a real window.
+    static void initMain() { qputenv("QT_QPA_PLATFORM", "windows"); }
+
 private slots:
     void theWindowIsRegistered();
     void devicesThatComeAndGo();
