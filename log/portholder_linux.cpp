@@ -37,10 +37,11 @@ QString nameOf(const QString &process)
                                           : QStringLiteral("a program without a name");
 }
 
-/// Whether it is the port's file, or another file of the same device.
+/// Whether it is the same file, or another file of the same device.
 bool isSameDevice(const struct stat &file, const struct stat &port)
 {
-    return S_ISCHR(file.st_mode) && file.st_rdev == port.st_rdev;
+    return S_ISCHR(file.st_mode) &&
+           (file.st_rdev == port.st_rdev || (file.st_dev == port.st_dev && file.st_ino == port.st_ino));
 }
 
 /// Whether the process has the port open; nothing when it cannot be looked into.
