@@ -96,6 +96,9 @@ private:
         MessageBoxes boxes;
     };
 
+    /// Starts an update of so many blocks, and stops it while its first frame is held.
+    void stopAtTheFirstFrame(qsizetype blocks);
+
     /// The lines since the last call, from the thread on; numbers of runs and times as "#".
     QStringList take();
     /// The same with the numbers and times.
@@ -293,9 +296,9 @@ void WindowLogTest::anImageThatIsMissing()
     QCOMPARE(lines.last(), end(QStringLiteral("result -1, not all of the image was sent")));
 }
 
-void WindowLogTest::aRunThatIsStopped()
+void WindowLogTest::stopAtTheFirstFrame(qsizetype blocks)
 {
-    Site site(InfraRed, 100);
+    Site site(InfraRed, blocks);
     Gate gate(site.scripted);
     take();
     site.bench.press();
@@ -303,6 +306,11 @@ void WindowLogTest::aRunThatIsStopped()
     site.bench.press();
     gate.open();
     QVERIFY(site.bench.waitForEnd());
+}
+
+void WindowLogTest::aRunThatIsStopped()
+{
+    stopAtTheFirstFrame(100);
     QCOMPARE(
         takeRuns(),
         QStringList({begin(), end(QStringLiteral("result -1, not all of the image was sent; stopped by the "
@@ -311,14 +319,7 @@ void WindowLogTest::aRunThatIsStopped()
 
 void WindowLogTest::aRunThatIsStoppedBehindItsEnd()
 {
-    Site site(InfraRed, 1);
-    Gate gate(site.scripted);
-    take();
-    site.bench.press();
-    QTRY_VERIFY(gate.isReached());
-    site.bench.press();
-    gate.open();
-    QVERIFY(site.bench.waitForEnd());
+    stopAtTheFirstFrame(1);
     QCOMPARE(takeRuns(), QStringList({begin(), end(QStringLiteral("result 0, the whole image was sent"))}));
 }
 
