@@ -37,7 +37,9 @@ double processorNs()
 
 void printLine(const QTemporaryDir &folder)
 {
-    LogFile file(folder.filePath(QStringLiteral("lines.log")));
+    LogFile file(folder.filePath(QStringLiteral("lines.log")), LogFile::LargestSize,
+                 {{folder.filePath(QStringLiteral("settings.ini")), QString()},
+                  {folder.filePath(QStringLiteral("panel.INC")), QString()}});
     const QByteArray line = "2026-11-22T10:28:31.123+01:00 loader debug    44 bytes written...\n";
     std::vector<double> times;
     QElapsedTimer timer;

@@ -20,11 +20,13 @@ QString notOrdinary()
     return QStringLiteral("it is no ordinary file");
 }
 
-/// Whether both names lead to one file, by links as well. Of files that do not exist the names decide.
-bool isSameFile(const QFileInfo &file, const QFileInfo &other)
+/// Whether the file's name, or what it is a link to, is the other name. Nothing but the file is looked at:
+/// the other one may lie on a server that does not answer. Windows takes both cases of a letter for the same.
+bool leadsTo(const QFileInfo &file, const QString &other)
 {
-    return file.absoluteFilePath() == other.absoluteFilePath() ||
-           (file.exists() && other.exists() && file == other);
+    const QString path = QFileInfo(other).absoluteFilePath();
+    return file.absoluteFilePath().compare(path, Qt::CaseInsensitive) == 0 ||
+           file.canonicalFilePath().compare(path, Qt::CaseInsensitive) == 0;
 }
 
 } // namespace
@@ -46,7 +48,7 @@ QString LogFile::whyRefused() const
 {
     const QFileInfo file(filePath);
     for (const NoLogFile &other : noLogs) {
-        if (isSameFile(file, QFileInfo(other.path)))
+        if (leadsTo(file, other.path))
             return other.why;
     }
     return file.exists() && !file.isFile() ? notOrdinary() : QString();

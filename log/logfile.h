@@ -28,7 +28,7 @@ public:
     /// the place of the one before.
     static constexpr qint64 LargestSize = qint64{5} * 1024 * 1024;
 
-    /// Nothing is written where the path leads to one of `others`.
+    /// Nothing is written where the path is that of one of `others`, or a link to it.
     explicit LogFile(const QString &path, qint64 largestSize = LargestSize,
                      const QList<NoLogFile> &others = {});
 

@@ -37,7 +37,8 @@ QString nameOf(const QString &process)
                                           : QStringLiteral("a program without a name");
 }
 
-/// Whether it is the same file, or another file of the same device.
+/// Whether it is another file of the same device, or the same file: a device that is made up may have its
+/// number under one of its names alone.
 bool isSameDevice(const struct stat &file, const struct stat &port)
 {
     return S_ISCHR(file.st_mode) &&
