@@ -96,6 +96,13 @@ private:
         MessageBoxes boxes;
     };
 
+    /// Starts an update, and waits until the gate holds its first frame.
+    void startAndHold(const Site &site, const Gate &gate)
+    {
+        take();
+        site.bench.press();
+        QTRY_VERIFY(gate.isReached());
+    }
     /// Starts an update of so many blocks, and stops it while its first frame is held.
     void stopAtTheFirstFrame(qsizetype blocks);
 
@@ -300,9 +307,7 @@ void WindowLogTest::stopAtTheFirstFrame(qsizetype blocks)
 {
     Site site(InfraRed, blocks);
     Gate gate(site.scripted);
-    take();
-    site.bench.press();
-    QTRY_VERIFY(gate.isReached());
+    startAndHold(site, gate);
     site.bench.press();
     gate.open();
     QVERIFY(site.bench.waitForEnd());
@@ -389,9 +394,7 @@ void WindowLogTest::aStartThatWaits()
 {
     Site site;
     Gate gate(site.scripted);
-    take();
-    site.bench.press();
-    QTRY_VERIFY(gate.isReached());
+    startAndHold(site, gate);
     site.bench.press();
     site.bench.press();
     QCOMPARE(takeRuns(), QStringList(begin()));
@@ -407,9 +410,7 @@ void WindowLogTest::aWaitingStartThatIsTakenBack()
 {
     Site site;
     Gate gate(site.scripted);
-    take();
-    site.bench.press();
-    QTRY_VERIFY(gate.isReached());
+    startAndHold(site, gate);
     for (int presses = 0; presses < 3; ++presses)
         site.bench.press();
     gate.open();
@@ -421,9 +422,7 @@ void WindowLogTest::theWindowIsClosed()
 {
     Site site(InfraRed, 100);
     Gate gate(site.scripted);
-    take();
-    site.bench.press();
-    QTRY_VERIFY(gate.isReached());
+    startAndHold(site, gate);
     site.bench.window().close();
     gate.open();
     site.bench.close();
@@ -456,9 +455,7 @@ void WindowLogTest::aFailureBehindTheClosedWindow()
     if (function == QStringLiteral("sub_open"))
         site.scripted.adapters = 0;
     Gate gate(site.scripted, function);
-    take();
-    site.bench.press();
-    QTRY_VERIFY(gate.isReached());
+    startAndHold(site, gate);
     site.bench.window().close();
     gate.open();
     site.bench.close();
